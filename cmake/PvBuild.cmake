@@ -1,0 +1,49 @@
+# Compiler settings and the two helpers that every folder's CMakeLists.txt uses.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+find_program(PV_CCACHE ccache)
+if(PV_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${PV_CCACHE})
+endif()
+
+function(pv_compile_options target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+  if(PV_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(PV_SANITIZE)
+    target_compile_options(${target} PUBLIC -fsanitize=${PV_SANITIZE} -fno-sanitize-recover=all
+                                            -fno-omit-frame-pointer)
+    target_link_options(${target} PUBLIC -fsanitize=${PV_SANITIZE})
+  endif()
+endfunction()
+
+# pv_library(NAME SOURCES... DEPENDS targets...): one layer of the component.
+function(pv_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+  target_link_libraries(${name} PUBLIC ${ARG_DEPENDS})
+  pv_compile_options(${name})
+endfunction()
+
+# pv_test(NAME SOURCES... DEPENDS targets...): a GoogleTest program, run by ctest as one test.
+function(pv_test name)
+  if(NOT PV_BUILD_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include
+                                             ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} GTest::gtest GTest::gmock GTest::gtest_main)
+  pv_compile_options(${name})
+  add_test(NAME ${name} COMMAND ${name})
+endfunction()
