@@ -1,0 +1,32 @@
+// Standard input kept in a file, for work that reads its source twice.
+#ifndef PV_CLI_SPOOLED_INPUT_H_
+#define PV_CLI_SPOOLED_INPUT_H_
+
+#include <memory>
+#include <string>
+
+#include "base/status.h"
+#include "platform/file_system.h"
+
+namespace pv::cli {
+
+// A file of its own for standard input, so that it can be read twice: private, in the folder for
+// temporary files, and removed when this object dies (at once where the system allows it).
+class SpooledInput {
+ public:
+  static Result<std::unique_ptr<SpooledInput>> FromStandardInput();
+  ~SpooledInput();
+  SpooledInput(const SpooledInput&) = delete;
+  SpooledInput& operator=(const SpooledInput&) = delete;
+
+  platform::File* file() { return file_.get(); }
+
+ private:
+  SpooledInput() = default;
+  std::unique_ptr<platform::File> file_;
+  std::string path_;  // empty once removed
+};
+
+}  // namespace pv::cli
+
+#endif  // PV_CLI_SPOOLED_INPUT_H_
