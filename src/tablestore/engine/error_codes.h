@@ -10,31 +10,32 @@
 namespace pv::engine {
 
 // X(name, number, message)
-#define PV_ENGINE_ERRORS(X)                                                                     \
-  X(kErrFileMissing, -110, "The file does not exist.")                                          \
-  X(kErrFileExists, -120, "The file exists already.")                                           \
-  X(kErrFileBusy, -130, "The file is in use by another program.")                               \
-  X(kErrFileDenied, -140, "Access to the file is denied.")                                      \
-  X(kErrReadOnly, -150, "The table is open for reading only.")                                  \
-  X(kErrDiskFull, -160, "The disk is full.")                                                    \
-  X(kErrInputOutput, -170, "Reading or writing the file failed.")                               \
-  X(kErrNotTable, -210, "The file is not a table.")                                             \
-  X(kErrDataDamaged, -220, "The data file is damaged.")                                         \
-  X(kErrTooLarge, -230, "The table has reached the largest size that can be locked.")           \
-  X(kErrNoRecord, -240, "There is no such record.")                                             \
-  X(kErrIndexDamaged, -310, "The index file is damaged.")                                       \
-  X(kErrIndexReadOnly, -320, "A tag of the index can be read only, so the table cannot be changed.") \
-  X(kErrTagLimit, -330, "A tag definition passes a limit.")                                     \
-  X(kErrExpression, -410, "The expression is not valid.")                                       \
-  X(kErrMemoDamaged, -510, "The memo file is damaged.")                                         \
-  X(kErrMemoMissing, -520, "The memo file does not exist.")                                     \
-  X(kErrFieldLimit, -610, "A field definition passes a limit.")                                 \
-  X(kErrFieldType, -620, "The field type is not known.")                                        \
-  X(kErrFieldValue, -630, "The value does not fit the field.")                                  \
-  X(kErrFieldReadOnly, -640, "The field can be read only.")                                     \
-  X(kErrUnexpected, -910, "Unexpected Information")                                             \
-  X(kErrBadHandle, -920, "The handle is not valid.")                                            \
-  X(kErrExclusiveNeeded, -930, "The operation needs the table opened exclusively.")             \
+#define PV_ENGINE_ERRORS(X)                                                           \
+  X(kErrFileMissing, -110, "The file does not exist.")                                \
+  X(kErrFileExists, -120, "The file exists already.")                                 \
+  X(kErrFileBusy, -130, "The file is in use by another program.")                     \
+  X(kErrFileDenied, -140, "Access to the file is denied.")                            \
+  X(kErrReadOnly, -150, "The table is open for reading only.")                        \
+  X(kErrDiskFull, -160, "The disk is full.")                                          \
+  X(kErrInputOutput, -170, "Reading or writing the file failed.")                     \
+  X(kErrNotTable, -210, "The file is not a table.")                                   \
+  X(kErrDataDamaged, -220, "The data file is damaged.")                               \
+  X(kErrTooLarge, -230, "The table has reached the largest size that can be locked.") \
+  X(kErrNoRecord, -240, "There is no such record.")                                   \
+  X(kErrIndexDamaged, -310, "The index file is damaged.")                             \
+  X(kErrIndexReadOnly, -320,                                                          \
+    "A tag of the index can be read only, so the table cannot be changed.")           \
+  X(kErrTagLimit, -330, "A tag definition passes a limit.")                           \
+  X(kErrExpression, -410, "The expression is not valid.")                             \
+  X(kErrMemoDamaged, -510, "The memo file is damaged.")                               \
+  X(kErrMemoMissing, -520, "The memo file does not exist.")                           \
+  X(kErrFieldLimit, -610, "A field definition passes a limit.")                       \
+  X(kErrFieldType, -620, "The field type is not known.")                              \
+  X(kErrFieldValue, -630, "The value does not fit the field.")                        \
+  X(kErrFieldReadOnly, -640, "The field can be read only.")                           \
+  X(kErrUnexpected, -910, "Unexpected Information")                                   \
+  X(kErrBadHandle, -920, "The handle is not valid.")                                  \
+  X(kErrExclusiveNeeded, -930, "The operation needs the table opened exclusively.")   \
   X(kErrOutOfMemory, -940, "Out of memory.")
 
 enum : std::int32_t {

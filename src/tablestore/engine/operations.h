@@ -25,14 +25,14 @@ using Handle = std::int32_t;
 // Return codes of the operations below (negative ones: error_codes.h).
 enum : std::int32_t {
   kSuccess = 0,
-  kNearMiss = 1,      // d4seek: the text is a proper prefix of the key stood on
-  kAfter = 2,         // d4seek: stands on the first greater key
+  kNearMiss = 1,  // d4seek: the text is a proper prefix of the key stood on
+  kAfter = 2,     // d4seek: stands on the first greater key
   kEndOfFile = 3,
   kBeginOfFile = 4,
-  kNoEntry = 5,       // no tag is selected, or the entry's record is gone
-  kUniqueKey = 20,    // a unique tag has the key already
+  kNoEntry = 5,     // no tag is selected, or the entry's record is gone
+  kUniqueKey = 20,  // a unique tag has the key already
   kDescendingTag = 10,
-  kLocked = 50,       // a lock was not obtained within the bounded wait
+  kLocked = 50,  // a lock was not obtained within the bounded wait
 };
 
 // Element of d4create's field list.
@@ -41,7 +41,7 @@ struct FieldRecord {
   std::int16_t type = 0;     // letter
   std::uint16_t length = 0;  // bytes; ignored for types of fixed width
   std::uint16_t decimals = 0;
-  std::uint16_t nulls = 0;   // 1 when the field accepts nulls
+  std::uint16_t nulls = 0;  // 1 when the field accepts nulls
 };
 
 // Element of d4create's tag list.
@@ -61,7 +61,7 @@ std::int32_t code4errDefaultUnique(Handle session, std::int32_t reaction);
 std::int32_t code4compatibility(Handle session, std::int32_t level);
 std::int32_t code4logOpenOff(Handle session);
 std::int32_t u4switch();
-std::int32_t code4safety(Handle session, std::int32_t on);  // returns the previous setting
+std::int32_t code4safety(Handle session, std::int32_t on);        // returns the previous setting
 std::int32_t code4accessMode(Handle session, std::int32_t mode);  // returns the previous mode
 // The pending error code, which is then cleared (set to `new_code`); the pending message stays
 // readable through error4text until the next failure.
@@ -74,6 +74,9 @@ const char* error4text(Handle session, std::int32_t code);
 void code4codePage(Handle session, std::shared_ptr<const CodePage> page);
 // How long any lock is waited for, in milliseconds; 10,000 until set.
 void code4lockWait(Handle session, std::uint32_t milliseconds);
+// Tables opened from now on are opened without their index: for reading only, in natural order.
+// The way to the records when the index is missing or damaged.
+void code4ignoreIndex(Handle session, std::int32_t on);
 // A sentence for each noteworthy event (a rebuild after a crash, a compaction finished after an
 // interruption, a header count corrected) since the last call, oldest first.
 std::vector<std::string> code4takeNotices(Handle session);
@@ -99,11 +102,13 @@ std::int32_t d4recNoLow(Handle table);  // -1 when there is no current record
 std::int32_t d4appendStart(Handle table, std::int32_t use_memo_entries);
 std::int32_t d4append(Handle table);
 std::int32_t d4writeVB(Handle table, std::int32_t record_number);
-std::int32_t d4delete(Handle table);
+std::int32_t d4delete(Handle table);  // at once
+// Takes the deletion mark off in the buffer; d4writeVB writes it, and refuses it with kUniqueKey
+// when a live record has the key by now.
 std::int32_t d4recall(Handle table);
 std::int32_t d4pack(Handle table);
 std::int32_t d4reindex(Handle table);
-std::int32_t d4flush(Handle table);  // returns when everything written is on the medium
+std::int32_t d4flush(Handle table);    // returns when everything written is on the medium
 std::int32_t d4deleted(Handle table);  // nonzero when the current record is marked deleted
 std::int32_t d4numFields(Handle table);
 Handle d4fieldJ(Handle table, std::int32_t j);
@@ -160,8 +165,8 @@ struct TagInfo {
 struct TableInfo {
   std::string data_file, index_file, memo_file;  // system paths; empty when there is none
   std::uint8_t version = 0;
-  int code_page = 0;          // number; 0 when the mark names none
-  std::int32_t records = 0;   // deleted ones included
+  int code_page = 0;         // number; 0 when the mark names none
+  std::int32_t records = 0;  // deleted ones included
   std::int32_t header_length = 0, record_length = 0;
   std::uint64_t data_size = 0, index_size = 0, memo_size = 0;
   bool read_only = false;

@@ -29,21 +29,22 @@ enum class FieldLetter : char {
   kMemo = 'M',
   kMemoBinary = 'X',
   kGeneral = 'G',
-  kPicture = 'P',     // opened only; to the cursor as 'G'
-  kVarchar = 'V',     // opened only, read-only
-  kVarbinary = 'Q',   // opened only, read-only
+  kPicture = 'P',    // opened only; to the cursor as 'G'
+  kVarchar = 'V',    // opened only, read-only
+  kVarbinary = 'Q',  // opened only, read-only
 };
 
 struct FieldLayout {
-  std::string name;             // upper case
+  std::string name;  // upper case
   FieldLetter type = FieldLetter::kCharacter;
-  std::uint32_t offset = 0;     // inside the record; the deletion byte is at 0
-  std::uint16_t length = 0;     // bytes
+  std::uint32_t offset = 0;  // inside the record; the deletion byte is at 0
+  std::uint16_t length = 0;  // bytes
   std::uint8_t decimals = 0;
   bool nullable = false;
-  std::uint16_t null_bit = 0;   // bit in the _NullFlags field, when nullable
-  std::uint16_t length_bit = 0; // for V and Q: the bit that says "the last byte is the length"
+  std::uint16_t null_bit = 0;    // bit in the _NullFlags field, when nullable
+  std::uint16_t length_bit = 0;  // for V and Q: the bit that says "the last byte is the length"
   bool auto_increment = false;
+  std::uint32_t descriptor_offset = 0;  // of its descriptor in the file
 };
 
 struct RecordLayout {
@@ -51,10 +52,11 @@ struct RecordLayout {
   std::uint32_t record_length = 1;      // with the deletion byte
   std::uint32_t null_flags_offset = 0;  // of the hidden _NullFlags field; 0 when there is none
   std::uint16_t null_flags_length = 0;
-  std::shared_ptr<const CodePage> page; // the table's code page, never null
+  std::shared_ptr<const CodePage> page;  // the table's code page, never null
 
   bool IsNull(const FieldLayout& f, const std::uint8_t* record) const {
-    return f.nullable && ((record[null_flags_offset + f.null_bit / 8] >> (f.null_bit % 8)) & 1) != 0;
+    return f.nullable &&
+           ((record[null_flags_offset + f.null_bit / 8] >> (f.null_bit % 8)) & 1) != 0;
   }
 };
 

@@ -1,0 +1,65 @@
+// Sorts the entries of one tag for building it: keys of one length with their record numbers, in
+// memory up to a bound, in sorted runs in a file beyond it.
+#ifndef PV_TABLESTORE_ENGINE_KEY_SORTER_H_
+#define PV_TABLESTORE_ENGINE_KEY_SORTER_H_
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/status.h"
+#include "platform/file_system.h"
+
+namespace pv::engine {
+
+class KeySorter {
+ public:
+  // `run_path` names the file for the runs; it is made when the first run is written and removed
+  // by the destructor. `memory_limit` is in bytes of entries.
+  KeySorter(platform::FileSystem* files, std::string run_path, std::size_t key_length,
+            std::size_t memory_limit);
+  ~KeySorter();
+  KeySorter(const KeySorter&) = delete;
+  KeySorter& operator=(const KeySorter&) = delete;
+
+  Status Add(const std::uint8_t* key, std::uint32_t record);
+
+  // Calls `emit` for every entry in ascending (key, record) order; stops at the first failure.
+  using Emit = std::function<Status(const std::uint8_t* key, std::uint32_t record)>;
+  Status Sort(const Emit& emit);
+
+ private:
+  struct Item {
+    std::uint64_t prefix;  // first eight bytes of the key, so that most comparisons need no more
+    std::uint32_t index;   // of the entry in keys_
+    std::uint32_t record;
+  };
+  struct Run {
+    std::uint64_t offset;
+    std::uint64_t entries;
+  };
+
+  const std::uint8_t* KeyOf(std::uint32_t index) const {
+    return keys_.data() + std::size_t{index} * key_length_;
+  }
+  std::size_t entry_size() const { return key_length_ + 4; }
+  void SortMemory();
+  Status WriteRun();
+  Status Merge(const Emit& emit);
+
+  platform::FileSystem* files_;
+  std::string run_path_;
+  std::size_t key_length_;
+  std::size_t memory_limit_;
+  std::vector<std::uint8_t> keys_;
+  std::vector<Item> items_;
+  std::unique_ptr<platform::File> run_file_;
+  std::uint64_t run_end_ = 0;
+  std::vector<Run> runs_;
+};
+
+}  // namespace pv::engine
+
+#endif  // PV_TABLESTORE_ENGINE_KEY_SORTER_H_
