@@ -1,0 +1,175 @@
+// Shared mappings and the guard around copies. Tested by mapped_region_test.cc.
+#include "platform/posix/mapped_region.h"
+
+#include <dlfcn.h>
+#include <setjmp.h>
+#include <signal.h>
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <atomic>
+#include <bit>
+#include <cstring>
+#include <mutex>
+
+namespace pv::platform {
+namespace {
+
+constexpr std::uint64_t kSmallestCapacity = std::uint64_t{64} << 20;
+
+// The system maps up to 16 pages around a touched one, aligned: the unit in which the resident set
+// grows.
+constexpr unsigned kChunkShift = 16;
+
+std::atomic<std::uint64_t> resident_limit{std::uint64_t{96} << 20};
+
+// A file cut short under its mapping, or a hole that a full disk cannot fill, answers a copy with
+// SIGBUS. The copying thread leaves word here of the bytes it is about to touch; the handler takes
+// it back out of the copy. Any other address belongs to the host: its handler is called.
+struct Guard {
+  const char* begin;
+  const char* end;
+  sigjmp_buf back;
+};
+
+// Initial-exec: the handler must be able to read it without the allocation that a first access
+// from a library loaded at run time may make.
+__attribute__((tls_model("initial-exec"))) thread_local Guard* volatile active_guard = nullptr;
+
+struct sigaction previous_action;
+
+void PassOn(int signal, siginfo_t* info, void* context) {
+  if ((previous_action.sa_flags & SA_SIGINFO) != 0) {
+    previous_action.sa_sigaction(signal, info, context);
+  } else if (previous_action.sa_handler != SIG_DFL && previous_action.sa_handler != SIG_IGN) {
+    previous_action.sa_handler(signal);
+  } else if (previous_action.sa_handler == SIG_DFL || info->si_code > 0) {
+    // The default action, taken by the same fault when it is met again, or by raising a signal
+    // that somebody sent. (A fault cannot be ignored.)
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    ::sigaction(signal, &action, nullptr);
+    if (info->si_code <= 0) ::raise(signal);
+  }
+}
+
+void OnBusError(int signal, siginfo_t* info, void* context) {
+  Guard* const guard = active_guard;
+  const char* const address = static_cast<const char*>(info->si_addr);
+  if (guard != nullptr && info->si_code > 0 && address >= guard->begin && address < guard->end) {
+    active_guard = nullptr;
+    siglongjmp(guard->back, 1);
+  }
+  PassOn(signal, info, context);
+}
+
+// Once per process, when the first file is mapped. The handler is there for good, so the library
+// that holds it must not be unloaded.
+void InstallHandler() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    Dl_info self;
+    if (::dladdr(reinterpret_cast<void*>(&OnBusError), &self) != 0 && self.dli_fname != nullptr) {
+      (void)::dlopen(self.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+    }
+    ::sigaction(SIGBUS, nullptr, &previous_action);
+    struct sigaction action = {};
+    action.sa_sigaction = &OnBusError;
+    // SA_NODEFER: leaving the handler by a jump that restores no signal mask must not leave the
+    // signal blocked.
+    action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_ONSTACK;
+    sigemptyset(&action.sa_mask);
+    ::sigaction(SIGBUS, &action, nullptr);
+  });
+}
+
+// memcpy with the mapped side guarded. Kept out of line: the jump back must find a frame in which
+// nothing but the guard lives.
+__attribute__((noinline)) bool GuardedCopy(void* to, const void* from, std::size_t size,
+                                           const char* mapped) {
+  Guard guard;
+  guard.begin = mapped;
+  guard.end = mapped + size;
+  if (sigsetjmp(guard.back, 0) != 0) return false;
+  active_guard = &guard;
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+  std::memcpy(to, from, size);
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+  active_guard = nullptr;
+  return true;
+}
+
+}  // namespace
+
+void MappedRegion::SetResidentLimit(std::uint64_t bytes) { resident_limit = bytes; }
+
+bool MappedRegion::Cover(int descriptor, std::uint64_t size, bool writable) {
+  if (size <= capacity_) return true;
+  if (refused_) return false;
+  const std::uint64_t capacity = std::bit_ceil(std::max(size, kSmallestCapacity));
+  if (capacity > static_cast<std::uint64_t>(PTRDIFF_MAX)) {
+    refused_ = true;
+    return false;
+  }
+  InstallHandler();
+  void* const base = ::mmap(nullptr, static_cast<std::size_t>(capacity),
+                            writable ? PROT_READ | PROT_WRITE : PROT_READ,
+                            MAP_SHARED | MAP_NORESERVE, descriptor, 0);
+  if (base == MAP_FAILED) {
+    refused_ = true;
+    return false;
+  }
+  // Pages of the usual size keep the count of what is resident true.
+  (void)::madvise(base, static_cast<std::size_t>(capacity), MADV_NOHUGEPAGE);
+  Unmap();
+  base_ = static_cast<char*>(base);
+  capacity_ = capacity;
+  touched_.assign(static_cast<std::size_t>((capacity >> kChunkShift) + 63) / 64, 0);
+  touched_count_ = 0;
+  return true;
+}
+
+void MappedRegion::Unmap() {
+  if (base_ != nullptr) ::munmap(base_, static_cast<std::size_t>(capacity_));
+  base_ = nullptr;
+  capacity_ = 0;
+}
+
+inline void MappedRegion::Touch(std::uint64_t offset, std::size_t size) {
+  const std::uint64_t first = offset >> kChunkShift;
+  const std::uint64_t last = (offset + size - 1) >> kChunkShift;
+  if (first == last && (touched_[first >> 6] >> (first & 63) & 1) != 0) return;
+  TouchNew(first, last);
+}
+
+void MappedRegion::TouchNew(std::uint64_t first, std::uint64_t last) {
+  for (std::uint64_t chunk = first; chunk <= last; ++chunk) {
+    std::uint64_t& word = touched_[chunk >> 6];
+    const std::uint64_t bit = std::uint64_t{1} << (chunk & 63);
+    if ((word & bit) != 0) continue;
+    if (touched_count_ << kChunkShift >= resident_limit.load(std::memory_order_relaxed)) {
+      // Only this process's page table forgets them: written pages stay in the system's cache.
+      (void)::madvise(base_, static_cast<std::size_t>(capacity_), MADV_DONTNEED);
+      std::fill(touched_.begin(), touched_.end(), 0);
+      touched_count_ = 0;
+    }
+    word |= bit;
+    ++touched_count_;
+  }
+}
+
+bool MappedRegion::CopyOut(std::uint64_t offset, void* out, std::size_t size) {
+  if (size == 0) return true;
+  Touch(offset, size);
+  const char* const from = base_ + offset;
+  return GuardedCopy(out, from, size, from);
+}
+
+bool MappedRegion::CopyIn(std::uint64_t offset, const void* data, std::size_t size) {
+  if (size == 0) return true;
+  Touch(offset, size);
+  char* const to = base_ + offset;
+  return GuardedCopy(to, data, size, to);
+}
+
+}  // namespace pv::platform
