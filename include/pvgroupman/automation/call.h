@@ -69,7 +69,7 @@ PV_API void PutProperty(const Ref<Object>& object, std::string_view name, const 
 PV_API Value GetDefault(const Ref<Object>& object, std::initializer_list<Value> arguments = {});
 
 // Walks what the object's enumerator gives.
-class PV_API Enumerator;
+class Enumerator;
 PV_API Ref<Enumerator> Enumerate(const Ref<Object>& object);
 
 }  // namespace pv::automation
