@@ -17,6 +17,10 @@
 
 namespace pv::engine {
 
+namespace expr {
+class CompiledExpression;
+}
+
 enum class ValueType : std::uint8_t { kCharacter, kNumeric, kDate, kDateTime, kLogical };
 
 // How a value becomes key bytes.
@@ -27,7 +31,7 @@ enum class KeyKind : std::uint8_t {
   kCurrency,   // 8 bytes, a bare Y field
   kDate,
   kDateTime,
-  kLogical,    // 1 byte
+  kLogical,  // 1 byte
 };
 
 constexpr std::size_t kMaxKeyLength = 240;
@@ -52,6 +56,10 @@ class Expression {
   // A logical expression on a record; null counts as false. `record_number` is what RECNO() gives.
   virtual Result<bool> EvaluateLogical(const std::uint8_t* record,
                                        std::uint32_t record_number) const = 0;
+
+ private:
+  friend class expr::CompiledExpression;  // the only implementation
+  Expression() = default;
 };
 
 // Makes the keys of one tag.
@@ -61,8 +69,7 @@ class KeyMaker {
   // integer and the numeric form of a bare I field (and tells the null byte); 0 for a new tag.
   // kLimit over 240 bytes; kInvalid when the expression has no type that a key can have, kCorrupt
   // when `stored_length` fits no form of it.
-  static Result<KeyMaker> Create(std::unique_ptr<Expression> expression,
-                                 std::size_t stored_length);
+  static Result<KeyMaker> Create(std::unique_ptr<Expression> expression, std::size_t stored_length);
 
   std::size_t key_length() const { return key_length_; }  // with the null byte, if any
   bool nullable() const { return nullable_; }
@@ -70,8 +77,7 @@ class KeyMaker {
   std::uint8_t fill_byte() const { return kind_ == KeyKind::kCharacter ? 0x20 : 0x00; }
 
   // Writes exactly key_length() bytes to `key`.
-  Status MakeKey(const std::uint8_t* record, std::uint32_t record_number,
-                 std::uint8_t* key) const;
+  Status MakeKey(const std::uint8_t* record, std::uint32_t record_number, std::uint8_t* key) const;
 
   // The key that `text` (bytes in the table's code page) stands for when seeking: character text
   // is cut to the width; on other kinds it is read as such a value first ("-12.5"; "20240229";
