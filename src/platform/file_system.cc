@@ -18,6 +18,24 @@ constexpr std::uint32_t kLongestPause = 5'000;
 
 constexpr std::string_view kSeparators = "/\\";
 
+template <typename Try>
+Status RetryWhileBusy(FileSystem* files, std::uint32_t milliseconds, Try once) {
+  Status status = once();
+  if (status.code() != StatusCode::kBusy || milliseconds == 0) return status;
+  const std::uint64_t deadline =
+      files->MonotonicMicroseconds() + std::uint64_t{milliseconds} * 1000;
+  std::uint32_t pause = kFirstPause;
+  while (status.code() == StatusCode::kBusy) {
+    const std::uint64_t now = files->MonotonicMicroseconds();
+    if (now >= deadline) break;
+    files->SleepMicroseconds(
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(pause, deadline - now)));
+    pause = std::min(pause * 2, kLongestPause);
+    status = once();
+  }
+  return status;
+}
+
 }  // namespace
 
 RangeLock& RangeLock::operator=(RangeLock&& other) noexcept {
@@ -40,25 +58,22 @@ void RangeLock::Release() {
 Status LockWithin(FileSystem* files, File* file, std::uint64_t offset, std::uint64_t length,
                   LockKind kind, std::uint32_t milliseconds, RangeLock* lock) {
   lock->Release();
-  Status status = file->TryLock(offset, length, kind);
-  if (status.code() == StatusCode::kBusy && milliseconds > 0) {
-    const std::uint64_t deadline =
-        files->MonotonicMicroseconds() + std::uint64_t{milliseconds} * 1000;
-    std::uint32_t pause = kFirstPause;
-    while (status.code() == StatusCode::kBusy) {
-      const std::uint64_t now = files->MonotonicMicroseconds();
-      if (now >= deadline) break;
-      files->SleepMicroseconds(
-          static_cast<std::uint32_t>(std::min<std::uint64_t>(pause, deadline - now)));
-      pause = std::min(pause * 2, kLongestPause);
-      status = file->TryLock(offset, length, kind);
-    }
-  }
-  if (!status.ok()) return status;
+  PV_RETURN_IF_ERROR(
+      RetryWhileBusy(files, milliseconds, [&] { return file->TryLock(offset, length, kind); }));
   lock->file_ = file;
   lock->offset_ = offset;
   lock->length_ = length;
   return Status::Ok();
+}
+
+Result<std::unique_ptr<File>> OpenWithin(FileSystem* files, const std::string& path,
+                                         const OpenOptions& options, std::uint32_t milliseconds) {
+  std::unique_ptr<File> file;
+  PV_RETURN_IF_ERROR(RetryWhileBusy(files, milliseconds, [&]() -> Status {
+    PV_ASSIGN_OR_RETURN(file, files->Open(path, options));
+    return Status::Ok();
+  }));
+  return file;
 }
 
 Result<std::string> FindIgnoringCase(FileSystem* files, const std::string& path) {
@@ -82,9 +97,13 @@ Result<std::string> ReadWholeFile(FileSystem* files, const std::string& path, st
   OpenOptions options;
   options.read_only = true;
   PV_ASSIGN_OR_RETURN(const std::unique_ptr<File> file, files->Open(path, options));
+  return ReadWholeFile(file.get(), limit);
+}
+
+Result<std::string> ReadWholeFile(File* file, std::uint64_t limit) {
   PV_ASSIGN_OR_RETURN(const std::uint64_t size, file->Size());
   if (size > limit) {
-    return Status::Limit(path + ": " + std::to_string(size) + " bytes, more than the " +
+    return Status::Limit(file->path() + ": " + std::to_string(size) + " bytes, more than the " +
                          std::to_string(limit) + " that are read");
   }
   std::string content(static_cast<std::size_t>(size), '\0');

@@ -144,13 +144,18 @@ class RangeLock {
 Status LockWithin(FileSystem* files, File* file, std::uint64_t offset, std::uint64_t length,
                   LockKind kind, std::uint32_t milliseconds, RangeLock* lock);
 
-// Opens `path`, or, where the system minds letter case and there is no such name, the one file of
+// Opens a file, trying again with growing pauses for up to `milliseconds` while it is kBusy.
+Result<std::unique_ptr<File>> OpenWithin(FileSystem* files, const std::string& path,
+                                         const OpenOptions& options, std::uint32_t milliseconds);
+
+// The path itself, or, where the system minds letter case and there is no such name, the one of
 // its folder whose name differs in letter case only (the first in byte order when there are
-// several). Returns the path found; kNotFound.
+// several); kNotFound.
 Result<std::string> FindIgnoringCase(FileSystem* files, const std::string& path);
 
 // Reads a whole file; kLimit when it is larger than `limit` bytes.
 Result<std::string> ReadWholeFile(FileSystem* files, const std::string& path, std::uint64_t limit);
+Result<std::string> ReadWholeFile(File* file, std::uint64_t limit);
 
 // Replaces a file's content in one step (a new file beside it, synced, then renamed).
 Status ReplaceFile(FileSystem* files, const std::string& path, std::string_view content);

@@ -49,7 +49,8 @@ class Process {
   virtual std::string DataFolder() = 0;
   // Local wall clock time.
   virtual CivilDateTime LocalTime() = 0;
-  // Sixteen random bytes of a version-4 identifier; nothing when the system has none to give.
+  // Sixteen random bytes of a version-4 identifier, in the order in which its text shows them;
+  // nothing when the system has none to give.
   virtual std::optional<std::array<std::uint8_t, 16>> NewIdentifier() = 0;
   // A box with an OK button on Windows; one line on standard error elsewhere.
   virtual void ShowMessage(std::string_view title, std::string_view text) = 0;

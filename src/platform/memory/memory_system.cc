@@ -1,0 +1,29 @@
+// A machine made up for tests. Tested by system_test.cc.
+#include "platform/memory/memory_system.h"
+
+#include "base/bytes.h"
+
+namespace pv::platform {
+
+std::optional<std::string> FakeProcess::Environment(const std::string& name) {
+  const auto it = environment.find(name);
+  if (it == environment.end()) return std::nullopt;
+  return it->second;
+}
+
+std::optional<std::array<std::uint8_t, 16>> FakeProcess::NewIdentifier() {
+  if (!has_identifiers) return std::nullopt;
+  std::array<std::uint8_t, 16> id = {0, 0, 0, 0, 0, 0, 0x40, 0};
+  StoreBe64(id.data() + 8, (next_identifier++ & 0x3FFFFFFFFFFFFFFF) | 0x8000000000000000);
+  return id;
+}
+
+void FakeProcess::ShowMessage(std::string_view title, std::string_view text) {
+  messages.emplace_back(title, text);
+}
+
+Result<std::shared_ptr<const CodePage>> FakeCodePages::Load(int number) {
+  return OperatingSystem().code_pages->Load(number);
+}
+
+}  // namespace pv::platform
