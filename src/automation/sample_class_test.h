@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "automation/test_support.h"
 #include "pvgroupman/automation/collection.h"
 #include "pvgroupman/automation/member_table.h"
 
@@ -118,17 +119,6 @@ class Sample : public Object {
   std::int32_t size_ = 3;
   std::string secret_;
 };
-
-// The error that a call throws; number 0 when it throws none.
-template <typename F>
-Error ErrorFrom(F&& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e;
-  }
-  return Error(0, "", "");
-}
 
 }  // namespace pv::automation
 

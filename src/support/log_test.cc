@@ -1,0 +1,105 @@
+#include "support/log.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/memory/memory_system.h"
+
+namespace pv::support {
+namespace {
+
+class LogTest : public testing::Test {
+ protected:
+  LogTest() { EXPECT_TRUE(machine_.files.CreateFolders("/var").ok()); }
+  ~LogTest() override { StopLog(); }
+
+  static constexpr const char* kFile = "/var/pv.log";
+  platform::MemorySystem machine_;
+  platform::ScopedSystem scope_{machine_.system()};
+};
+
+constexpr const char* kHeading = "\n** Logging Started 29 Feb 2024 13:45:00 Level : 3\n** \n\n";
+
+TEST_F(LogTest, OpeningWritesTheHeading) {
+  EXPECT_FALSE(IsLogging());
+  OpenLog(kFile, 3);
+  EXPECT_TRUE(IsLogging());
+  EXPECT_EQ(machine_.files.Get(kFile), kHeading);
+}
+
+TEST_F(LogTest, OpeningAppendsToAnEarlierLog) {
+  machine_.files.Put(kFile, "earlier\n");
+  OpenLog(kFile, 3);
+  EXPECT_EQ(machine_.files.Get(kFile), std::string("earlier\n") + kHeading);
+}
+
+TEST_F(LogTest, WritesLabelAndMessage) {
+  OpenLog(kFile, 3);
+  Log("MoveFirst", "Entry", 3);
+  EXPECT_EQ(machine_.files.Get(kFile), std::string(kHeading) + "MoveFirst - Entry\n");
+}
+
+TEST_F(LogTest, EmptyLabelLeavesTheMessageAlone) {
+  OpenLog(kFile, 3);
+  Log("", "just this", 1);
+  EXPECT_EQ(machine_.files.Get(kFile), std::string(kHeading) + "just this\n");
+}
+
+TEST_F(LogTest, LineAboveTheLevelIsNotWritten) {
+  OpenLog(kFile, 1);
+  const std::string heading = machine_.files.Get(kFile);
+  EXPECT_TRUE(LogsAt(1));
+  EXPECT_FALSE(LogsAt(2));
+  Log("a", "b", 2);
+  EXPECT_EQ(machine_.files.Get(kFile), heading);
+  Log("a", "b", 1);
+  EXPECT_EQ(machine_.files.Get(kFile), heading + "a - b\n");
+}
+
+TEST_F(LogTest, RollsOverBehind65536Bytes) {
+  OpenLog(kFile, 3);
+  machine_.files.Put(kFile, std::string(65'536, 'x'));
+  Log("a", "at the limit", 3);
+  EXPECT_FALSE(machine_.files.Has("/var/pv.log.old")) << "65536 bytes are not more than 65536";
+  machine_.files.Put("/var/pv.log.old", "older");
+  machine_.files.Put(kFile, std::string(65'537, 'y'));
+  Log("a", "new", 3);
+  EXPECT_EQ(machine_.files.Get(kFile), "a - new\n");
+  EXPECT_TRUE(machine_.files.Get("/var/pv.log.old") == std::string(65'537, 'y'));
+}
+
+TEST_F(LogTest, StoppingWritesNothingMore) {
+  OpenLog(kFile, 3);
+  StopLog();
+  EXPECT_FALSE(IsLogging());
+  Log("a", "b", 1);
+  EXPECT_EQ(machine_.files.Get(kFile), kHeading);
+}
+
+TEST_F(LogTest, FileThatCannotBeOpenedEndsTheCallQuietly) {
+  machine_.files.FailCall(1, platform::Call::kOpen, platform::Fault::kDenied, true);
+  OpenLog(kFile, 3);
+  EXPECT_FALSE(IsLogging());
+  machine_.files.ClearFault();
+  OpenLog(kFile, 3);
+  machine_.files.FailCall(1, platform::Call::kAny, platform::Fault::kIoError, true);
+  EXPECT_NO_THROW(Log("a", "b", 1));
+  machine_.files.ClearFault();
+  EXPECT_EQ(machine_.files.Get(kFile), kHeading);
+}
+
+TEST_F(LogTest, FileThatCannotBeRolledOverEndsTheCallQuietly) {
+  OpenLog(kFile, 3);
+  machine_.files.Put(kFile, std::string(70'000, 'x'));
+  machine_.files.FailCall(1, platform::Call::kRename, platform::Fault::kDenied);
+  EXPECT_NO_THROW(Log("a", "b", 1));
+  EXPECT_EQ(machine_.files.Get(kFile).size(), 70'000U);
+}
+
+TEST_F(LogTest, FileIsNotHeldOpenBetweenLines) {
+  OpenLog(kFile, 3);
+  Log("a", "b", 1);
+  EXPECT_EQ(machine_.files.OpenFileCount(), 0);
+}
+
+}  // namespace
+}  // namespace pv::support
