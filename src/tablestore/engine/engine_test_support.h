@@ -155,7 +155,7 @@ class EngineTest : public ::testing::Test {
  protected:
   EngineTest() : scope_(memory_.system()) { EXPECT_TRUE(files().CreateFolders("/data").ok()); }
 
-  platform::MemoryFileSystem& files() { return memory_.files(); }
+  platform::MemoryFileSystem& files() { return memory_.files; }
   static constexpr const char* kPath = "/data/people.pvg";
 
   platform::MemorySystem memory_;

@@ -49,9 +49,7 @@ Result<std::unique_ptr<Table>> Table::Open(Session* session, const std::string& 
       platform::RangeLock lock;
       PV_RETURN_IF_ERROR(table->LockIndex(platform::LockKind::kShared, false, &lock));
     }
-    if (table->exclusive() && !table->data_->read_only()) {
-      PV_RETURN_IF_ERROR(table->TrimDataFile());
-    }
+    PV_RETURN_IF_ERROR(table->TrimLeftovers());
     return table;
   }
   return Status::Busy(path + " is being compacted");
@@ -302,6 +300,21 @@ void Table::AssignMemo(std::size_t field, std::string_view bytes) {
   slot.loaded = true;
   slot.assigned = true;
   memos_touched_ = true;
+}
+
+// At opening: bytes beyond the last record are of a writer that ended early. Somebody who is just
+// appending holds the lock; then the bytes may be his, and are left alone.
+Status Table::TrimLeftovers() {
+  if (data_->read_only() || data_capacity_ <= header_.RecordOffset(count_ + 1) + 1) return {};
+  platform::RangeLock append;
+  if (!exclusive()) {
+    Status s = platform::LockWithin(session_->files(), data_.get(), kAppendLockOffset, 1,
+                                    platform::LockKind::kExclusive, 0, &append);
+    if (s.code() == StatusCode::kBusy) return {};
+    PV_RETURN_IF_ERROR(s);
+    PV_RETURN_IF_ERROR(RecordCount().status());
+  }
+  return TrimDataFile();
 }
 
 Status Table::TrimDataFile() {

@@ -1,7 +1,8 @@
 // One open table: its three files, its tags, its record buffer and its place.
 //
 // Invariants (cited by number in the sources):
-//   1. Locks are taken in the order record, append, index, memo, and released in any order.
+//   1. Locks are taken in the order record, append, index, memo, and released in any order. (The
+//      byte of a record that is being appended is nobody else's to wait for, and comes last.)
 //   2. Under shared access nothing of the data file changes but by who holds the index lock
 //      exclusively (when there is an index): who holds it sees data and tags at rest.
 //   3. A new record is written beyond the record count before the count moves; the count is one
@@ -147,6 +148,7 @@ class Table {
   Status LoadRecord(std::uint32_t record);
   Result<std::uint32_t> ValidCount(std::uint32_t header_count);
   Status TrimDataFile();
+  Status TrimLeftovers();
   void ForgetMemos();
 
   // Locks. Nothing is locked under exclusive access.
@@ -211,6 +213,7 @@ class Table {
   std::uint32_t count_ = 0;         // last known record count that the file's size bears out
   std::uint32_t header_count_ = 0;  // what the header said when count_ was settled
   bool reported_short_ = false;
+  CivilDate header_date_;            // as this handle wrote it last
   std::uint64_t data_capacity_ = 0;  // file size under exclusive access, with room for appends
   std::uint32_t appends_ = 0;        // since opening
   bool dirty_ = false;               // something was written since the last flush

@@ -106,14 +106,19 @@ Status Table::ReserveDataSpace(std::uint64_t end) {
   return {};
 }
 
+// The date goes first and for itself: the count must be one aligned word (invariant 3).
 Status Table::WriteCount(std::uint32_t count) {
   const CivilDate today = session_->Today();
-  std::array<std::uint8_t, 7> bytes{};
-  bytes[0] = static_cast<std::uint8_t>(today.year % 100);
-  bytes[1] = static_cast<std::uint8_t>(today.month);
-  bytes[2] = static_cast<std::uint8_t>(today.day);
-  StoreLe32(bytes.data() + 3, count);
-  PV_RETURN_IF_ERROR(data_->Write(kHeaderDateOffset, bytes.data(), bytes.size()));
+  if (today != header_date_) {
+    const std::array<std::uint8_t, 3> date = {static_cast<std::uint8_t>(today.year % 100),
+                                              static_cast<std::uint8_t>(today.month),
+                                              static_cast<std::uint8_t>(today.day)};
+    PV_RETURN_IF_ERROR(data_->Write(kHeaderDateOffset, date.data(), date.size()));
+    header_date_ = today;
+  }
+  std::array<std::uint8_t, 4> bytes{};
+  StoreLe32(bytes.data(), count);
+  PV_RETURN_IF_ERROR(data_->Write(kHeaderCountOffset, bytes.data(), bytes.size()));
   count_ = count;
   header_count_ = count;
   return {};
@@ -207,6 +212,9 @@ Status Table::AppendLocked(bool append_to_tags) {
                 " bytes, and record " + std::to_string(number) + " would pass them",
             kErrTooLarge};
   }
+  // The new record's own byte too: a program that has locked the whole table has locked it.
+  platform::RangeLock record;
+  PV_RETURN_IF_ERROR(LockData(kAppendLockOffset - number, &record));
   PV_RETURN_IF_ERROR(AssignAutoIncrement());
   if (append_to_tags) {
     PV_RETURN_IF_ERROR(MakeKeys(record_.data(), number, &new_keys_));
@@ -221,6 +229,7 @@ Status Table::AppendLocked(bool append_to_tags) {
   // Invariant 3: the record and the end mark lie beyond the count until it moves.
   if (Status s = data_->Write(offset, record_.data(), length + 1); !s.ok()) {
     if (append_to_tags && !index_->EndChange().ok()) needs_rebuild_ = true;
+    if (!exclusive()) (void)TrimDataFile().ok();
     return s;
   }
   Status s = WriteCount(number);

@@ -60,6 +60,8 @@ Status Table::RecoverIfMarked(bool append_lock_held, platform::RangeLock* lock) 
   std::memcpy(&count, bytes, sizeof count);
   PV_ASSIGN_OR_RETURN(const std::uint32_t records, ValidCount(count));
 
+  // We hold the append lock: what lies beyond the count is of an append that never was.
+  PV_RETURN_IF_ERROR(TrimDataFile());
   PV_RETURN_IF_ERROR(index_->Refresh());
   PV_RETURN_IF_ERROR(index_->BeginChange());
   dirty_ = true;

@@ -11,7 +11,7 @@ namespace {
 const CivilDate kToday{2026, 11, 21};
 
 std::vector<NewField> Fields() {
-  return {{"Email", 'C', 100}, {"First", 'C', 40, 0, true}, {"Note", 'M'},    {"Wide", 'W', 20},
+  return {{"Email", 'C', 100}, {"First", 'C', 40, 0, true}, {"Note", 'M'},     {"Wide", 'W', 20},
           {"Bin", 'Z', 10},    {"Score", 'N', 10, 2, true}, {"Price", 'Y', 0}, {"Joined", 'D', 99},
           {"Seen", 'T'},       {"Ratio", 'B', 0, 3},        {"Rank", 'I'},     {"Active", 'L', 7},
           {"Raw", 'X'},        {"Float", 'F', 12, 4},       {"Gen", 'G'}};
@@ -38,8 +38,8 @@ TEST(DataHeader, BuiltHeadersAreReadBack) {
   EXPECT_EQ(h->code_page_mark, 0x03);
   EXPECT_TRUE(h->has_null_flags);
   ASSERT_EQ(h->layout.fields.size(), 15U);  // _NullFlags is not among them
-  EXPECT_EQ(h->layout.record_length, 1 + 100 + 40 + 4 + 20 + 10 + 10 + 8 + 8 + 8 + 8 + 4 + 1 + 4 +
-                                         12 + 4 + 1U);
+  EXPECT_EQ(h->layout.record_length,
+            1 + 100 + 40 + 4 + 20 + 10 + 10 + 8 + 8 + 8 + 8 + 4 + 1 + 4 + 12 + 4 + 1U);
   std::string letters;
   for (const FieldLayout& f : h->layout.fields) letters += static_cast<char>(f.type);
   EXPECT_EQ(letters, "CCMWZNYDTBILXFG");
@@ -55,8 +55,7 @@ TEST(DataHeader, LimitsNameTheFieldAndTheLimit) {
     auto header = BuildDataHeader(fields, false, 1252, kToday);
     ASSERT_FALSE(header.ok()) << text;
     EXPECT_EQ(header.status().detail(), code);
-    EXPECT_NE(header.status().message().find(text), std::string::npos)
-        << header.status().message();
+    EXPECT_NE(header.status().message().find(text), std::string::npos) << header.status().message();
   };
   expect({}, kErrFieldLimit, "at least one field");
   expect({{"A", 'C', 255}}, kErrFieldLimit, "field A: the length is 1 to 254, not 255");

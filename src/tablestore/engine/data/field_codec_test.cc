@@ -23,9 +23,7 @@ class Cell {
   const FieldLayout& layout() const { return layout_; }
   std::uint8_t* p() { return bytes_.data(); }
   std::string text() const { return {bytes_.begin(), bytes_.end()}; }
-  bool Text(std::string_view t) {
-    return EncodeText(layout_, t, *CodePage::Windows1252(), p());
-  }
+  bool Text(std::string_view t) { return EncodeText(layout_, t, *CodePage::Windows1252(), p()); }
 
  private:
   FieldLayout layout_;
