@@ -221,8 +221,6 @@ void FormatNumber(double value, int decimals, char* out, std::size_t size) {
   const Decimal exact = ShortestDecimal(value);
   const int room = static_cast<int>(size);
   decimals = std::clamp(decimals, 0, room);
-  // At most three rounds: as asked, with the decimals that fit, and when rounding up to those
-  // made one more digit before the point.
   while (true) {
     Decimal d = exact;
     Round(&d, decimals);
@@ -234,7 +232,8 @@ void FormatNumber(double value, int decimals, char* out, std::size_t size) {
         std::memset(out, '*', size);
         return;
       }
-      decimals = std::clamp(decimals - (used - room), 0, decimals - 1);
+      // With fewer decimals the value may lose its sign, and with it one byte.
+      decimals = std::clamp(decimals - (used - room) + 1, 0, decimals - 1);
       continue;
     }
     char* p = out;
