@@ -49,7 +49,8 @@ struct UserDefined {
 constexpr UserDefined kUserDefined[] = {
     {936, 0xAA, 0xAF, 0xA1, 0xFE, 0xE000}, {936, 0xF8, 0xFE, 0xA1, 0xFE, 0xE234},
     {936, 0xA1, 0xA7, 0x40, 0xA0, 0xE4C6}, {949, 0xC9, 0xC9, 0xA1, 0xFE, 0xE000},
-    {949, 0xFE, 0xFE, 0xA1, 0xFE, 0xE05E},
+    {949, 0xFE, 0xFE, 0xA1, 0xFE, 0xE05E}, {950, 0xFA, 0xFE, 0x40, 0xFE, 0xE000},
+    {950, 0x8E, 0xA0, 0x40, 0xFE, 0xE311}, {950, 0x81, 0x8D, 0x40, 0xFE, 0xEEB8},
 };
 
 class Converter {
@@ -135,7 +136,8 @@ Result<std::shared_ptr<const CodePage>> PosixCodePages::Load(int number) {
     for (unsigned lead = range.first_lead; lead <= range.last_lead; ++lead) {
       single[lead] = CodePage::kLeadByte;
       for (unsigned second = range.low; second <= range.high; ++second) {
-        if (second == 0x7F) continue;
+        // Between the two ranges of second bytes that a page has there is nothing.
+        if (second == 0x7F || (number == 950 && second > 0x7F && second < 0xA1)) continue;
         pairs.emplace(static_cast<std::uint16_t>(lead << 8 | second), c++);
       }
     }

@@ -17,11 +17,7 @@ namespace {
 
 constexpr std::uint64_t kSmallestCapacity = std::uint64_t{64} << 20;
 
-// The system maps up to 16 pages around a touched one, aligned: the unit in which the resident set
-// grows.
-constexpr unsigned kChunkShift = 16;
-
-std::atomic<std::uint64_t> resident_limit{std::uint64_t{96} << 20};
+std::atomic<std::uint64_t> resident_limit{std::uint64_t{64} << 20};
 
 // A file cut short under its mapping, or a hole that a full disk cannot fill, answers a copy with
 // SIGBUS. The copying thread leaves word here of the bytes it is about to touch; the handler takes
@@ -103,29 +99,25 @@ __attribute__((noinline)) bool GuardedCopy(void* to, const void* from, std::size
 
 void MappedRegion::SetResidentLimit(std::uint64_t bytes) { resident_limit = bytes; }
 
-bool MappedRegion::Cover(int descriptor, std::uint64_t size, bool writable) {
-  if (size <= capacity_) return true;
+bool MappedRegion::Map(int descriptor, std::uint64_t size, bool writable) {
   if (refused_) return false;
+  // Counts as refused until all is done.
+  refused_ = true;
+  if (size > static_cast<std::uint64_t>(PTRDIFF_MAX) / 2) return false;
   const std::uint64_t capacity = std::bit_ceil(std::max(size, kSmallestCapacity));
-  if (capacity > static_cast<std::uint64_t>(PTRDIFF_MAX)) {
-    refused_ = true;
-    return false;
-  }
   InstallHandler();
   void* const base = ::mmap(nullptr, static_cast<std::size_t>(capacity),
                             writable ? PROT_READ | PROT_WRITE : PROT_READ,
                             MAP_SHARED | MAP_NORESERVE, descriptor, 0);
-  if (base == MAP_FAILED) {
-    refused_ = true;
-    return false;
-  }
-  // Pages of the usual size keep the count of what is resident true.
-  (void)::madvise(base, static_cast<std::size_t>(capacity), MADV_NOHUGEPAGE);
+  if (base == MAP_FAILED) return false;
   Unmap();
+  refused_ = false;
   base_ = static_cast<char*>(base);
   capacity_ = capacity;
-  touched_.assign(static_cast<std::size_t>((capacity >> kChunkShift) + 63) / 64, 0);
-  touched_count_ = 0;
+  windows_.assign(static_cast<std::size_t>(capacity >> kWindowShift), 0);
+  resident_.clear();
+  oldest_ = 0;
+  most_resident_ = std::max<std::size_t>(2, resident_limit >> kWindowShift);
   return true;
 }
 
@@ -135,39 +127,33 @@ void MappedRegion::Unmap() {
   capacity_ = 0;
 }
 
-inline void MappedRegion::Touch(std::uint64_t offset, std::size_t size) {
-  const std::uint64_t first = offset >> kChunkShift;
-  const std::uint64_t last = (offset + size - 1) >> kChunkShift;
-  if (first == last && (touched_[first >> 6] >> (first & 63) & 1) != 0) return;
-  TouchNew(first, last);
-}
-
-void MappedRegion::TouchNew(std::uint64_t first, std::uint64_t last) {
-  for (std::uint64_t chunk = first; chunk <= last; ++chunk) {
-    std::uint64_t& word = touched_[chunk >> 6];
-    const std::uint64_t bit = std::uint64_t{1} << (chunk & 63);
-    if ((word & bit) != 0) continue;
-    if (touched_count_ << kChunkShift >= resident_limit.load(std::memory_order_relaxed)) {
-      // Only this process's page table forgets them: written pages stay in the system's cache.
-      (void)::madvise(base_, static_cast<std::size_t>(capacity_), MADV_DONTNEED);
-      std::fill(touched_.begin(), touched_.end(), 0);
-      touched_count_ = 0;
+bool MappedRegion::AdmitWindows(std::uint64_t first, std::uint64_t last) {
+  for (std::uint64_t window = first; window <= last; ++window) {
+    if (windows_[window] == kResident) continue;
+    if (resident_.size() < most_resident_) {
+      resident_.push_back(window);
+    } else {
+      if (++windows_[window] < kWantedOften) return false;
+      // The process forgets the oldest; what was written there stays in the system's cache.
+      std::uint64_t& oldest = resident_[oldest_];
+      (void)::madvise(base_ + (oldest << kWindowShift), std::size_t{1} << kWindowShift,
+                      MADV_DONTNEED);
+      windows_[oldest] = 0;
+      oldest = window;
+      oldest_ = (oldest_ + 1) % resident_.size();
     }
-    word |= bit;
-    ++touched_count_;
+    windows_[window] = kResident;
   }
+  // Admitting the second of two may have taken the place of the first.
+  return windows_[first] == kResident;
 }
 
 bool MappedRegion::CopyOut(std::uint64_t offset, void* out, std::size_t size) {
-  if (size == 0) return true;
-  Touch(offset, size);
   const char* const from = base_ + offset;
   return GuardedCopy(out, from, size, from);
 }
 
 bool MappedRegion::CopyIn(std::uint64_t offset, const void* data, std::size_t size) {
-  if (size == 0) return true;
-  Touch(offset, size);
   char* const to = base_ + offset;
   return GuardedCopy(to, data, size, to);
 }

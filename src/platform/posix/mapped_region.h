@@ -12,12 +12,17 @@ namespace pv::platform {
 // shows without mapping again. The caller keeps every copy inside the file's size; where the
 // size was stale, the copy says so by returning false.
 //
-// Pages that were touched stay in the process's resident set until they are dropped. The region
-// counts the chunks that copies have touched and drops them all when they pass the limit, so that
-// a walk over a table of any size, in any order, stays bounded. The pages remain in the system's
-// cache: touching one again costs under a microsecond.
+// What a copy touches becomes resident in the process, in pieces of up to a window (the largest
+// piece that systems map at one fault). At most so many windows as the limit allows are touched at
+// a time: with all of them in use a further one takes the place of the oldest, but only when it
+// has been wanted a number of times. Until then a read or write call does the work, which costs
+// less than mapping a window for one record. So a walk over a table of any size, in any order,
+// stays bounded and never thrashes.
 class MappedRegion {
  public:
+  // The longest copy, in bytes.
+  static constexpr std::size_t kLongestCopy = std::size_t{1} << 20;
+
   MappedRegion() = default;
   ~MappedRegion() { Unmap(); }
   MappedRegion(const MappedRegion&) = delete;
@@ -25,26 +30,42 @@ class MappedRegion {
 
   // Makes [0, size) of the file part of the mapping; true at once when it is. False when the
   // system does not map this file, and from then on always.
-  bool Cover(int descriptor, std::uint64_t size, bool writable);
+  bool Cover(int descriptor, std::uint64_t size, bool writable) {
+    return size <= capacity_ || Map(descriptor, size, writable);
+  }
 
-  // Copies, offset + size being covered. False when the file ends before them or its blocks
-  // cannot be had; some bytes may have been copied.
+  // True when bytes that are covered may be copied; false when a call is to do it this time.
+  bool Admit(std::uint64_t offset, std::size_t size) {
+    const std::uint64_t first = offset >> kWindowShift;
+    const std::uint64_t last = (offset + size - (size > 0)) >> kWindowShift;
+    return (first == last && windows_[first] == kResident) || AdmitWindows(first, last);
+  }
+
+  // Copies bytes that have just been admitted. False when the file ends before them or its blocks
+  // cannot be had; some may have been copied.
   bool CopyOut(std::uint64_t offset, void* out, std::size_t size);
   bool CopyIn(std::uint64_t offset, const void* data, std::size_t size);
 
-  // How many bytes of one file may stay resident; for all regions, 96 MiB unless set.
+  // How many bytes of one file may be resident, for regions mapped from now on; at least two
+  // windows of 2 MiB, 64 MiB unless set.
   static void SetResidentLimit(std::uint64_t bytes);
 
  private:
+  static constexpr unsigned kWindowShift = 21;
+  static constexpr std::uint8_t kResident = 0xFF;
+  static constexpr std::uint8_t kWantedOften = 64;
+
+  bool Map(int descriptor, std::uint64_t size, bool writable);
   void Unmap();
-  void Touch(std::uint64_t offset, std::size_t size);
-  void TouchNew(std::uint64_t first, std::uint64_t last);
+  bool AdmitWindows(std::uint64_t first, std::uint64_t last);
 
   char* base_ = nullptr;
   std::uint64_t capacity_ = 0;
   bool refused_ = false;
-  std::vector<std::uint64_t> touched_;  // one bit a chunk
-  std::uint64_t touched_count_ = 0;
+  std::vector<std::uint8_t> windows_;    // kResident, or how often it was wanted in vain
+  std::vector<std::uint64_t> resident_;  // the resident ones; when full, a ring
+  std::size_t oldest_ = 0;
+  std::size_t most_resident_ = 0;
 };
 
 }  // namespace pv::platform

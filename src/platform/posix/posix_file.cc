@@ -21,9 +21,6 @@ namespace {
 
 constexpr auto kLargestOffset = static_cast<std::uint64_t>(INT64_MAX);
 
-// Longer copies go past the mapping: they gain nothing there and would make its pages resident.
-constexpr std::size_t kLongestMappedCopy = std::size_t{1} << 20;
-
 static_assert(sizeof(off_t) == 8, "file offsets must have 64 bits");
 
 }  // namespace
@@ -46,8 +43,9 @@ Result<std::uint64_t> PosixFile::Size() {
 }
 
 Result<std::size_t> PosixFile::Read(std::uint64_t offset, void* out, std::size_t size) {
-  if (!mapped_ || size > kLongestMappedCopy) return ReadCall(offset, out, size);
+  if (!mapped_ || size > MappedRegion::kLongestCopy) return ReadCall(offset, out, size);
   if (WithinKnownSize(offset, size) && region_.Cover(descriptor_, offset + size, !read_only_)) {
+    if (!region_.Admit(offset, size)) return ReadCall(offset, out, size);
     if (region_.CopyOut(offset, out, size)) return size;
   }
   return ReadPastKnownSize(offset, out, size);
@@ -58,7 +56,8 @@ Result<std::size_t> PosixFile::ReadPastKnownSize(std::uint64_t offset, void* out
   PV_RETURN_IF_ERROR(RefreshSize());
   if (offset >= known_size_) return std::size_t{0};
   size = static_cast<std::size_t>(std::min<std::uint64_t>(size, known_size_ - offset));
-  if (region_.Cover(descriptor_, known_size_, !read_only_) && region_.CopyOut(offset, out, size)) {
+  if (region_.Cover(descriptor_, known_size_, !read_only_) && region_.Admit(offset, size) &&
+      region_.CopyOut(offset, out, size)) {
     return size;
   }
   return ReadCall(offset, out, size);
@@ -84,8 +83,8 @@ Status PosixFile::Write(std::uint64_t offset, const void* data, std::size_t size
   if (offset > kLargestOffset || size > kLargestOffset - offset) {
     return Status::Invalid(path_ + ": cannot write: offset out of range");
   }
-  if (mapped_ && size <= kLongestMappedCopy && WithinKnownSize(offset, size) &&
-      region_.Cover(descriptor_, offset + size, true)) {
+  if (mapped_ && size <= MappedRegion::kLongestCopy && WithinKnownSize(offset, size) &&
+      region_.Cover(descriptor_, offset + size, true) && region_.Admit(offset, size)) {
     if (region_.CopyIn(offset, data, size)) return Status::Ok();
     // The file was cut short, or has a hole here that cannot be filled. The call below says why
     // in the second case; in the first it would put back what somebody took away.
