@@ -48,7 +48,8 @@ class Expression {
   virtual ~Expression() = default;
 
   virtual ValueType type() const = 0;
-  // True when a field that accepts nulls is used.
+  // True when a field that accepts nulls is used. Without one a value can still be null (1/0):
+  // such a key is that of the empty value.
   virtual bool can_be_null() const = 0;
   // Full width of a character expression, in bytes; 0 for other types.
   virtual std::size_t width() const = 0;
@@ -83,7 +84,8 @@ class KeyMaker {
   // is cut to the width; on other kinds it is read as such a value first ("-12.5"; "20240229";
   // "2024022913:45:00"; "T"). `exact_length` gets the number of leading bytes of `key` that the
   // text determined: all of them, or fewer for a shorter character text, whose key is
-  // blank-padded. False when the text is no such value; `key` is then the zero key.
+  // blank-padded. False when the text is no such value; `key` is then that of 0, of the empty
+  // date or of false.
   bool KeyFromText(std::string_view text, std::uint8_t* key, std::size_t* exact_length) const;
 
  private:
