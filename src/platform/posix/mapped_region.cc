@@ -133,7 +133,9 @@ bool MappedRegion::AdmitWindows(std::uint64_t first, std::uint64_t last) {
     if (resident_.size() < most_resident_) {
       resident_.push_back(window);
     } else {
-      if (++windows_[window] < kWantedOften) return false;
+      wanted_in_a_row_ = window == last_wanted_ ? wanted_in_a_row_ + 1 : 1;
+      last_wanted_ = window;
+      if (++windows_[window] < kWantedOften && wanted_in_a_row_ < kWantedInARow) return false;
       // The process forgets the oldest; what was written there stays in the system's cache.
       std::uint64_t& oldest = resident_[oldest_];
       (void)::madvise(base_ + (oldest << kWindowShift), std::size_t{1} << kWindowShift,

@@ -53,7 +53,9 @@ class MappedRegion {
  private:
   static constexpr unsigned kWindowShift = 21;
   static constexpr std::uint8_t kResident = 0xFF;
-  static constexpr std::uint8_t kWantedOften = 64;
+  // When a window is worth the place of another: wanted so often in a row, or so often at all.
+  static constexpr std::uint32_t kWantedInARow = 16;
+  static constexpr std::uint8_t kWantedOften = 250;
 
   bool Map(int descriptor, std::uint64_t size, bool writable);
   void Unmap();
@@ -66,6 +68,8 @@ class MappedRegion {
   std::vector<std::uint64_t> resident_;  // the resident ones; when full, a ring
   std::size_t oldest_ = 0;
   std::size_t most_resident_ = 0;
+  std::uint64_t last_wanted_ = 0;
+  std::uint32_t wanted_in_a_row_ = 0;
 };
 
 }  // namespace pv::platform
