@@ -71,9 +71,7 @@ void InstallHandler() {
     ::sigaction(SIGBUS, nullptr, &previous_action);
     struct sigaction action = {};
     action.sa_sigaction = &OnBusError;
-    // SA_NODEFER: leaving the handler by a jump that restores no signal mask must not leave the
-    // signal blocked.
-    action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_ONSTACK;
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
     sigemptyset(&action.sa_mask);
     ::sigaction(SIGBUS, &action, nullptr);
   });
@@ -86,7 +84,14 @@ __attribute__((noinline)) bool GuardedCopy(void* to, const void* from, std::size
   Guard guard;
   guard.begin = mapped;
   guard.end = mapped + size;
-  if (sigsetjmp(guard.back, 0) != 0) return false;
+  // Saving the signal mask would cost a system call each time; the way back mends it instead.
+  if (sigsetjmp(guard.back, 0) != 0) {
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGBUS);
+    ::pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
+    return false;
+  }
   active_guard = &guard;
   std::atomic_signal_fence(std::memory_order_seq_cst);
   std::memcpy(to, from, size);
