@@ -34,10 +34,10 @@ class PV_API Database : public automation::Object {
   void SetFields(const automation::Ref<Fields>& NewValue) { fields_ = NewValue; }
 
   // Makes a table of the fields and tags and opens it; a file that exists is never overwritten
-  // (code -120). Date fields are 8 and logical fields 1 wide whatever they say. `AccessMode` is
-  // AMT_SHARED, AMT_EXCLUSIVE or AMT_LOCKED; left out or anything else, the session's last one
-  // stays. `Index` names the tag to walk and search in; natural order without it or when there is
-  // no such tag. The cursor stands on the first record; its Fields is filled by a Move... member.
+  // (code -120). Date fields are 8 and logical fields 1 wide whatever they say. `AccessMode` left
+  // out is AMT_SHARED; a number that is no mode leaves the session's last one in force. `Index`
+  // names the tag to walk and search in; natural order without it or when there is no such tag.
+  // The cursor stands on the first record; its Fields is filled by a Move... member.
   automation::Ref<Recipients> CreateTable(
       const std::string& Path, const std::string& Name, const std::vector<FieldStruct>& audtFields,
       const std::vector<IndexStruct>& audtIndex,

@@ -1,0 +1,173 @@
+// What each store type reads as, and how each is written. Tested by field_values_test.cc.
+#include <algorithm>
+#include <exception>
+
+#include "base/date.h"
+#include "base/text.h"
+#include "pvgroupman/automation/error.h"
+#include "tablestore/field_access.h"
+#include "tablestore/record_view.h"
+#include "tablestore/resource_strings.h"
+
+namespace pv::tablestore {
+namespace {
+
+using automation::Currency;
+using automation::Date;
+using automation::Value;
+
+std::int32_t Digits(std::string_view text, std::size_t at, std::size_t count) {
+  std::int32_t number = 0;
+  for (const char c : text.substr(at, count)) number = number * 10 + (c - '0');
+  return number;
+}
+
+// "" for a field that holds no date; our own choice for a date-time, as dates have it.
+Value ReadDate(engine::Handle field) {
+  const std::int32_t julian = engine::f4long(field);
+  if (julian == 0) return Value(std::string());
+  const auto date = ParseDigits(DateText(julian));
+  if (!date) return Value(std::string());
+  return Date{AutomationFromDateTime({*date, 0, 0, 0})};
+}
+
+Value ReadDateTime(engine::Handle field) {
+  const std::string text = FieldDateTime(field);
+  if (text.size() < 16) return Value(std::string());
+  const auto date = ParseDigits(std::string_view(text).substr(0, 8));
+  if (!date) return Value(std::string());
+  return Date{AutomationFromDateTime(
+      {*date, Digits(text, 8, 2), Digits(text, 11, 2), Digits(text, 14, 2)})};
+}
+
+// A memo that cannot be read is an error, not an empty text.
+Value ReadMemo(engine::Handle session, engine::Handle field, const CodePage& page) {
+  engine::code4errorCode(session, 0);
+  std::string text = MemoText(field, page);
+  if (text.empty()) {
+    const std::int32_t code = engine::code4errorCode(session, 0);
+    if (code < 0) throw automation::Error(code, "ReadRecordBuffer", EngineErrorText(session, code));
+  }
+  return Value(std::move(text));
+}
+
+// Empty, Null and "" write what an empty field holds.
+bool IsNothing(const Value& value) {
+  const auto* text = value.TryGet<std::string>();
+  return value.IsEmpty() || value.IsNull() || (text != nullptr && text->empty());
+}
+
+// The value as text, without a copy where it is text already.
+std::string_view TextOf(const Value& value, std::string* buffer) {
+  if (const auto* text = value.TryGet<std::string>()) return *text;
+  if (value.IsNull()) return {};
+  *buffer = value.ToText();
+  return *buffer;
+}
+
+// A date as text by a pattern; text that is no date is passed on as it is, so that the store's own
+// digits are understood.
+std::string DateDigits(const Value& value, std::string_view pattern) {
+  Date date;
+  if (const auto* text = value.TryGet<std::string>()) {
+    return ParseDate(*text, &date) ? FormatDate(date, pattern) : *text;
+  }
+  return FormatDate(value.ToDate(), pattern);
+}
+
+std::int32_t JulianOf(const Value& value) {
+  const std::int32_t julian = engine::date4long(DateDigits(value, "yyyymmdd"));
+  if (julian < 0) automation::Raise(automation::kErrTypeMismatch);
+  return julian;
+}
+
+}  // namespace
+
+bool IsKnownLetter(char letter) {
+  return std::string_view("CWZYDTBFGILMXN").find(letter) != std::string_view::npos && letter != 0;
+}
+
+Value ReadField(engine::Handle session, engine::Handle field, char letter, const CodePage& page) {
+  if (engine::f4null(field) != 0) return Value::Null();
+  switch (letter) {
+    case 'C':
+      return FieldTextTrimmed(field, page);
+    case 'W':
+      return FieldUnicode(field);
+    case 'N':
+    case 'B':
+    case 'F':
+      return engine::f4double(field);
+    case 'I':
+      return engine::f4long(field);
+    case 'Y':
+      return Currency{engine::f4currency(field)};
+    case 'L':
+      return engine::f4true(field) != 0;
+    case 'D':
+      return ReadDate(field);
+    case 'T':
+      return ReadDateTime(field);
+    case 'M':
+    case 'X':
+      return ReadMemo(session, field, page);
+    case 'Z':
+    case 'G':
+      return FieldText(field, page);
+    default: {
+      std::string text = Text(kTextUnknownType);
+      text.replace(text.find("%s"), 2, 1, letter);
+      throw automation::Error(kErrUnknownType, "ReadRecordBuffer", text);
+    }
+  }
+}
+
+void StoreField(engine::Handle field, char letter, const Value& value, const CodePage& page) {
+  if (value.IsNull()) {
+    engine::f4assignNull(field);
+    if (engine::f4null(field) != 0) return;
+  }
+  std::string buffer;
+  switch (letter) {
+    case 'C':
+    case 'B':
+    case 'Z':
+    case 'G':
+      AssignText(field, TextOf(value, &buffer), page);
+      break;
+    case 'W':
+      AssignUnicode(field, TextOf(value, &buffer));
+      break;
+    case 'N':
+    case 'F':
+      engine::f4assignDouble(field, IsNothing(value) ? 0 : value.ToR8());
+      break;
+    case 'I':
+      engine::f4assignLong(field, IsNothing(value) ? 0 : value.ToI4());
+      break;
+    case 'D':
+      engine::f4assignLong(field, IsNothing(value) ? 0 : JulianOf(value));
+      break;
+    case 'T':
+      engine::f4assignDateTime(field,
+                               IsNothing(value) ? "" : DateDigits(value, "yyyymmddhh:mm:ss"));
+      break;
+    case 'L':
+      engine::f4assignCharVB(field, !IsNothing(value) && value.ToBoolean() ? "T" : "F");
+      break;
+    case 'Y':
+      engine::f4assignCurrency(field, IsNothing(value) ? "0" : TextOf(value, &buffer));
+      break;
+    case 'M':
+    case 'X': {
+      const std::string_view text = TextOf(value, &buffer);
+      engine::f4memoAssign(field, IsAscii(text) ? std::string(text) : page.Encode(text));
+      break;
+    }
+    default:
+      throw automation::Error(kErrUnknownType, "Update",
+                              std::string("Unhandled type : ") + letter + " in Update method.");
+  }
+}
+
+}  // namespace pv::tablestore
