@@ -74,6 +74,13 @@ Status Table::OpenFiles(const std::string& path) {
     PV_RETURN_IF_ERROR(OpenIndex(*index_path));
   }
 
+  if ((header_.flags & kFlagStructuralIndex) == 0) {
+    if (auto stray = platform::FindIgnoringCase(files, CompanionPath(".cdx")); stray.ok()) {
+      stray_index_ = *stray;
+      session_->Notice(StrayIndexFault());
+    }
+  }
+
   const bool has_memos =
       std::any_of(header_.layout.fields.begin(), header_.layout.fields.end(), [](const auto& f) {
         return f.type == FieldLetter::kMemo || f.type == FieldLetter::kMemoBinary ||
@@ -92,6 +99,11 @@ Status Table::OpenFiles(const std::string& path) {
     PV_ASSIGN_OR_RETURN(memo_, MemoFile::Open(memo_raw_.get()));
   }
   return {};
+}
+
+std::string Table::StrayIndexFault() const {
+  return path_ + ": the header says that there is no index, but " + stray_index_ +
+         " lies beside it and is not kept up to date";
 }
 
 Status Table::ReadHeader() {
@@ -302,8 +314,30 @@ void Table::AssignMemo(std::size_t field, std::string_view bytes) {
   memos_touched_ = true;
 }
 
-// At opening: bytes beyond the last record are of a writer that ended early. Somebody who is just
-// appending holds the lock; then the bytes may be his, and are left alone.
+// What stands behind the last record and its end mark. Zeros are room that an exclusive session
+// made ahead. One record may be of an append whose writer died (`died`: the mark told so, or there
+// is no index to tell). More is not ours: the count may be what is wrong.
+Result<Table::Tail> Table::InspectTail(bool died) {
+  const std::uint64_t end = header_.RecordOffset(count_ + 1);
+  PV_ASSIGN_OR_RETURN(const std::uint64_t size, data_->Size());
+  data_capacity_ = size;
+  if (size <= end + 1) return Tail::kNone;
+  std::uint64_t at = end + 1 + (died ? header_.layout.record_length : 0);
+  std::vector<std::uint8_t> block(64 * 1024);
+  while (at < size) {
+    PV_ASSIGN_OR_RETURN(const std::size_t got, data_->Read(at, block.data(), block.size()));
+    if (got == 0) break;
+    if (std::any_of(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(got),
+                    [](std::uint8_t b) { return b != 0; })) {
+      return Tail::kForeign;
+    }
+    at += got;
+  }
+  return Tail::kOurs;
+}
+
+// At opening: room that a session made ahead and could not give back is cut off. Somebody who is
+// just appending holds the lock; then the bytes may be his, and are left alone.
 Status Table::TrimLeftovers() {
   if (data_->read_only() || data_capacity_ <= header_.RecordOffset(count_ + 1) + 1) return {};
   platform::RangeLock append;
@@ -314,15 +348,34 @@ Status Table::TrimLeftovers() {
     PV_RETURN_IF_ERROR(s);
     PV_RETURN_IF_ERROR(RecordCount().status());
   }
-  return TrimDataFile();
+  if (header_count_ != count_) return {};
+  PV_ASSIGN_OR_RETURN(const Tail tail, InspectTail(index_ == nullptr));
+  if (tail == Tail::kOurs) return CutTail();
+  if (tail == Tail::kForeign) session_->Notice(TailFault().message());
+  return {};
 }
 
-Status Table::TrimDataFile() {
+Status Table::TailFault() const {
   const std::uint64_t end = header_.RecordOffset(count_ + 1);
-  PV_ASSIGN_OR_RETURN(const std::uint64_t size, data_->Size());
-  data_capacity_ = size;
-  // A count that the file does not bear out is left for repair to look at.
-  if (size <= end + 1 || header_count_ != count_) return {};
+  return {StatusCode::kCorrupt,
+          path_ + ": the header counts " + std::to_string(count_) + " records, but " +
+              std::to_string(data_capacity_ - end - 1) + " more bytes follow the last one",
+          kErrDataDamaged};
+}
+
+// Before the first append, and before compaction: nothing is written over bytes that may be
+// records.
+Status Table::CheckTail() {
+  if (tail_checked_ || header_count_ != count_) return {};
+  PV_ASSIGN_OR_RETURN(const Tail tail, InspectTail(index_ == nullptr));
+  if (tail == Tail::kForeign) return TailFault();
+  tail_checked_ = true;
+  return {};
+}
+
+// Ends the file with its end mark behind the last record.
+Status Table::CutTail() {
+  const std::uint64_t end = header_.RecordOffset(count_ + 1);
   PV_RETURN_IF_ERROR(data_->Write(end, &kEndOfFileMark, 1));
   PV_RETURN_IF_ERROR(data_->Truncate(end + 1));
   data_capacity_ = end + 1;
@@ -351,7 +404,7 @@ Status Table::Close() {
       platform::RangeLock lock;
       keep(LockIndex(platform::LockKind::kExclusive, false, &lock));
     }
-    if (exclusive()) keep(TrimDataFile());
+    if (exclusive()) keep(TrimLeftovers());
     keep(Flush());
   }
   index_.reset();

@@ -140,6 +140,7 @@ class Table {
   // table.cc
   Status OpenFiles(const std::string& path);
   Status ReadHeader();
+  std::string StrayIndexFault() const;
   Status OpenIndex(const std::string& index_path);
   Status PrepareTags();
   std::string CompanionPath(std::string_view extension) const;
@@ -147,7 +148,11 @@ class Table {
   Status CheckWritable();
   Status LoadRecord(std::uint32_t record);
   Result<std::uint32_t> ValidCount(std::uint32_t header_count);
-  Status TrimDataFile();
+  enum class Tail : std::uint8_t { kNone, kOurs, kForeign };
+  Result<Tail> InspectTail(bool died);
+  Status TailFault() const;
+  Status CheckTail();
+  Status CutTail();
   Status TrimLeftovers();
   void ForgetMemos();
 
@@ -202,6 +207,7 @@ class Table {
   std::string path_;        // of the data file, as found
   std::string index_path_;  // empty when there is none
   std::string memo_path_;
+  std::string stray_index_;  // an index file that the header does not own to
   std::unique_ptr<platform::File> data_;
   std::unique_ptr<platform::File> index_raw_;
   std::unique_ptr<platform::File> memo_raw_;
@@ -213,6 +219,7 @@ class Table {
   std::uint32_t count_ = 0;         // last known record count that the file's size bears out
   std::uint32_t header_count_ = 0;  // what the header said when count_ was settled
   bool reported_short_ = false;
+  bool tail_checked_ = false;
   CivilDate header_date_;            // as this handle wrote it last
   std::uint64_t data_capacity_ = 0;  // file size under exclusive access, with room for appends
   std::uint32_t appends_ = 0;        // since opening

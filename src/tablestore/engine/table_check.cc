@@ -60,16 +60,18 @@ TableCheck Table::Check() {
   const std::uint32_t records = *counted;
   const std::uint32_t length = header_.layout.record_length;
 
+  if (!stray_index_.empty()) findings.Add(StrayIndexFault());
+
+  if (memo_ == nullptr && (header_.flags & kFlagMemo) != 0) {
+    findings.Add(path_ + ": the header says that there are memo fields, but there is none");
+  }
+
   // Record count against the file's size.
   if (header_count_ != records) {
     findings.Add(path_ + ": the header counts " + std::to_string(header_count_) +
                  " records, but the file holds " + std::to_string(records));
-  } else if (auto size = data_->Size(); size.ok() && !exclusive()) {
-    const std::uint64_t end = header_.RecordOffset(records + 1);
-    if (*size > end + 1) {
-      findings.Add(path_ + ": " + std::to_string(*size - end - 1) +
-                   " bytes follow the last record");
-    }
+  } else if (auto tail = InspectTail(false); tail.ok() && *tail == Tail::kForeign) {
+    findings.Add(TailFault().message());
   }
 
   // Records: marks, memo pointers.

@@ -202,6 +202,7 @@ std::int32_t Table::Append() {
 
 Status Table::AppendLocked(bool append_to_tags) {
   PV_ASSIGN_OR_RETURN(const std::uint32_t count, RecordCount());  // invariant 6
+  PV_RETURN_IF_ERROR(CheckTail());
   const std::uint32_t number = count + 1;
   const std::uint64_t offset = header_.RecordOffset(number);
   const std::uint32_t length = header_.layout.record_length;
@@ -228,8 +229,11 @@ Status Table::AppendLocked(bool append_to_tags) {
   if (append_to_tags) PV_RETURN_IF_ERROR(index_->BeginChange());  // invariant 4
   // Invariant 3: the record and the end mark lie beyond the count until it moves.
   if (Status s = data_->Write(offset, record_.data(), length + 1); !s.ok()) {
-    if (append_to_tags && !index_->EndChange().ok()) needs_rebuild_ = true;
-    if (!exclusive()) (void)TrimDataFile().ok();
+    // Half a record may be there; with the mark it will be known for what it is.
+    if (append_to_tags) {
+      index_->AbandonChange();
+      needs_rebuild_ = true;
+    }
     return s;
   }
   Status s = WriteCount(number);

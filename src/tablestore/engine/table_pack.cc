@@ -97,6 +97,13 @@ std::int32_t Table::Pack() {
   platform::RangeLock none;
   Status s = CheckWritable();
   if (s.ok() && index_) s = LockIndex(platform::LockKind::kExclusive, false, &none);
+  if (s.ok()) s = CheckTail();
+  if (s.ok() && header_count_ != count_) {
+    s = {StatusCode::kCorrupt,
+         path_ + ": the header counts " + std::to_string(header_count_) +
+             " records, but the file holds " + std::to_string(count_),
+         kErrDataDamaged};
+  }
   if (!s.ok()) return session_->Fail(s, true);
   platform::FileSystem* const files = session_->files();
   const std::string path = path_;

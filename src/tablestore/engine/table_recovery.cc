@@ -60,8 +60,12 @@ Status Table::RecoverIfMarked(bool append_lock_held, platform::RangeLock* lock) 
   std::memcpy(&count, bytes, sizeof count);
   PV_ASSIGN_OR_RETURN(const std::uint32_t records, ValidCount(count));
 
-  // We hold the append lock: what lies beyond the count is of an append that never was.
-  PV_RETURN_IF_ERROR(TrimDataFile());
+  // We hold the append lock: one record beyond the count is of an append that never was.
+  if (header_count_ == count_) {
+    PV_ASSIGN_OR_RETURN(const Tail tail, InspectTail(true));
+    if (tail == Tail::kOurs) PV_RETURN_IF_ERROR(CutTail());
+    if (tail == Tail::kForeign) session_->Notice(TailFault().message());
+  }
   PV_RETURN_IF_ERROR(index_->Refresh());
   PV_RETURN_IF_ERROR(index_->BeginChange());
   dirty_ = true;
@@ -180,6 +184,7 @@ std::int32_t Table::BulkStart() {
         {StatusCode::kInvalid, path_ + " must be opened exclusively", kErrExclusiveNeeded});
   }
   Status s = CheckWritable();
+  if (s.ok()) s = CheckTail();
   if (s.ok() && index_) s = index_->BeginChange();
   if (!s.ok()) return session_->Fail(s);
   dirty_ = true;

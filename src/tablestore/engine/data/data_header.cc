@@ -171,6 +171,9 @@ Result<DataHeader> ParseDataHeader(std::string_view bytes, const std::string& pa
       h.layout.null_flags_length = f.length;
       continue;
     }
+    if ((flags & kFieldHidden) != 0) {
+      return Damaged(path, "field " + f.name + " is marked as hidden, but is no system field");
+    }
     const bool binary = (flags & kFieldBinary) != 0;
     if (letter == 'C' && binary) {
       f.type = FieldLetter::kCharacterBinary;
@@ -192,7 +195,7 @@ Result<DataHeader> ParseDataHeader(std::string_view bytes, const std::string& pa
     if (!names.insert(f.name).second) {
       return Damaged(path, "field " + f.name + " is there twice");
     }
-    if ((flags & kFieldHidden) == 0) h.layout.fields.push_back(std::move(f));
+    h.layout.fields.push_back(std::move(f));
   }
   if (h.layout.fields.empty()) return Damaged(path, "there are no fields");
   if (next_offset != h.layout.record_length) {

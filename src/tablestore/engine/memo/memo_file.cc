@@ -71,6 +71,7 @@ Result<MemoFile::Entry> MemoFile::Inspect(std::uint32_t block) {
   e.type = LoadBe32(header.data());
   e.length = LoadBe32(header.data() + 4);
   if (e.type > 1) return Damaged(block, "has the unknown type " + std::to_string(e.type));
+  if (e.type == 0 && e.length == 0) return Damaged(block, "is blank");
   if (e.length > kMaxMemoLength) {
     return Damaged(block, "has the impossible length " + std::to_string(e.length));
   }
