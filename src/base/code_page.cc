@@ -7,10 +7,10 @@ namespace pv {
 namespace {
 
 // Bytes 0x80 to 0x9F of Windows-1252, as the vendor's published mapping has them.
-constexpr char16_t k1252High[32] = {
-    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+constexpr char16_t k1252High[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+                                    0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
 
 struct Mark {
   std::uint8_t mark;
@@ -25,6 +25,12 @@ constexpr Mark kMarks[] = {
     {0xCA, 1254}, {0xCB, 1253}, {0xCC, 1257},
 };
 
+// The vendor's rows of 932 and two pairs of 950 that repeat characters which stand elsewhere too.
+bool IsDecodingOnly(int page, std::uint16_t pair) {
+  if (page == 932) return pair >= 0xED40 && pair <= 0xEEFC;
+  return page == 950 && (pair == 0xA2CC || pair == 0xA2CE);
+}
+
 }  // namespace
 
 CodePage::CodePage(int number, const std::array<char32_t, 256>& single,
@@ -32,6 +38,13 @@ CodePage::CodePage(int number, const std::array<char32_t, 256>& single,
     : number_(number), single_(single), pairs_(std::move(pairs)) {
   for (std::size_t b = 0; b < 256; ++b) {
     if (single_[b] < kLeadByte) encode_.emplace(single_[b], static_cast<std::uint16_t>(b));
+  }
+  // Some characters have two pairs. The lower one is meant, save for those that a page has for
+  // decoding only.
+  for (const auto& [bytes, c] : pairs_) {
+    if (IsDecodingOnly(number_, bytes)) continue;
+    const auto [it, added] = encode_.emplace(c, bytes);
+    if (!added && it->second >= 256 && bytes < it->second) it->second = bytes;
   }
   for (const auto& [bytes, c] : pairs_) encode_.emplace(c, bytes);
   const auto same_page = [this](std::size_t b, char32_t mapped) {

@@ -25,9 +25,26 @@ TEST(CodePage, MissingCharactersBecomeQuestionMarksAndAreReported) {
 }
 
 TEST(CodePage, CaseStaysInsideThePage) {
-  std::string text = "Semmelkn\xF6" "del \xFF \xDF";
+  std::string text =
+      "Semmelkn\xF6"
+      "del \xFF \xDF";
   CodePage::Windows1252()->UpperBytes(text.data(), text.size());
-  EXPECT_EQ(text, "SEMMELKN\xD6" "DEL \x9F \xDF");
+  EXPECT_EQ(text,
+            "SEMMELKN\xD6"
+            "DEL \x9F \xDF");
+}
+
+TEST(CodePage, ACharacterOfTwoPairsIsEncodedAsTheLowerOne) {
+  std::array<char32_t, 256> single;
+  for (std::size_t b = 0; b < 256; ++b) {
+    single[b] = b < 0x80 ? static_cast<char32_t>(b) : CodePage::kLeadByte;
+  }
+  // U+7E8A stands in 932 at both; the first is for decoding only. U+4E00 stands at two others.
+  const CodePage page(932, single,
+                      {{0xED40, 0x7E8A}, {0xFA5C, 0x7E8A}, {0x9140, 0x4E00}, {0x88EA, 0x4E00}});
+  EXPECT_EQ(page.Encode("\u7E8A"), "\xFA\x5C");
+  EXPECT_EQ(page.Encode("\u4E00"), "\x88\xEA");
+  EXPECT_EQ(page.Decode("\xED\x40\x91\x40"), "\u7E8A\u4E00");
 }
 
 TEST(CodePage, MarksRoundTrip) {

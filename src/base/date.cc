@@ -85,8 +85,7 @@ std::optional<CivilDateTime> DateTimeFromAutomation(double date) {
     seconds = 0;
     whole += 1;
   }
-  const auto day =
-      DateFromJulian(static_cast<std::int64_t>(whole) + kAutomationEpochJulian);
+  const auto day = DateFromJulian(static_cast<std::int64_t>(whole) + kAutomationEpochJulian);
   if (!day) return std::nullopt;
   return CivilDateTime{*day, seconds / 3600, seconds / 60 % 60, seconds % 60};
 }

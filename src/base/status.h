@@ -15,17 +15,17 @@ namespace pv {
 // What kind of failure it is; callers branch on the kind, people read the message.
 enum class StatusCode : std::uint8_t {
   kOk = 0,
-  kNotFound,      // the file, tag, field or entry does not exist
-  kExists,        // creation refused: it is there already
-  kBusy,          // another holder has the lock or the share mode; trying again may succeed
-  kDenied,        // no permission, or the file system is read-only
-  kNoSpace,       // the device or a quota is full
-  kIoError,       // the operating system reported a failure of the medium
-  kCorrupt,       // bytes of a file contradict its format
-  kInvalid,       // the caller's argument is wrong
-  kUnsupported,   // well-formed, but outside what we do
-  kLimit,         // a stated limit would be passed; nothing was written
-  kDuplicate,     // a unique key exists already
+  kNotFound,     // the file, tag, field or entry does not exist
+  kExists,       // creation refused: it is there already
+  kBusy,         // another holder has the lock or the share mode; trying again may succeed
+  kDenied,       // no permission, or the file system is read-only
+  kNoSpace,      // the device or a quota is full
+  kIoError,      // the operating system reported a failure of the medium
+  kCorrupt,      // bytes of a file contradict its format
+  kInvalid,      // the caller's argument is wrong
+  kUnsupported,  // well-formed, but outside what we do
+  kLimit,        // a stated limit would be passed; nothing was written
+  kDuplicate,    // a unique key exists already
 };
 
 // Cheap when OK (one null pointer). The message is a full sentence fragment for people: it names
@@ -88,7 +88,7 @@ class [[nodiscard]] Status {
 template <typename T>
 class [[nodiscard]] Result {
  public:
-  Result(T value) : value_(std::move(value)) {}                          // NOLINT: implicit
+  Result(T value) : value_(std::move(value)) {}                                  // NOLINT: implicit
   Result(Status status) : status_(std::move(status)) { assert(!status_.ok()); }  // NOLINT: implicit
 
   bool ok() const { return value_.has_value(); }
@@ -110,10 +110,10 @@ class [[nodiscard]] Result {
 }  // namespace pv
 
 // Returns from the enclosing function when `expression` is a failed Status.
-#define PV_RETURN_IF_ERROR(expression)                 \
-  do {                                                 \
-    ::pv::Status pv_status_ = (expression);            \
-    if (!pv_status_.ok()) return pv_status_;           \
+#define PV_RETURN_IF_ERROR(expression)       \
+  do {                                       \
+    ::pv::Status pv_status_ = (expression);  \
+    if (!pv_status_.ok()) return pv_status_; \
   } while (false)
 
 #define PV_CONCAT_INNER_(a, b) a##b

@@ -30,7 +30,8 @@ TEST(Text, MalformedBytesAreReplacedOneByOne) {
 TEST(Text, LengthCountsUtf16Units) { EXPECT_EQ(Utf16Length("a\xF0\x9F\x98\x80z"), 4U); }
 
 TEST(Text, CaseMapsPairsBothWays) {
-  EXPECT_EQ(ToUpper("semmelknödel žluťoučký αθηνά дмитрий"), "SEMMELKNÖDEL ŽLUŤOUČKÝ ΑΘΗΝΆ ДМИТРИЙ");
+  EXPECT_EQ(ToUpper("semmelknödel žluťoučký αθηνά дмитрий"),
+            "SEMMELKNÖDEL ŽLUŤOUČKÝ ΑΘΗΝΆ ДМИТРИЙ");
   EXPECT_EQ(ToLower("ŽLUŤOUČKÝ Ÿ"), "žluťoučký ÿ");
   EXPECT_EQ(ToUpper(U'×'), U'×');
   EXPECT_EQ(ToUpper(U'÷'), U'÷');
