@@ -208,6 +208,11 @@ ColumnReading Inference::ReadingOf(std::size_t column) const {
   return reading;
 }
 
+bool Inference::HoldsDates(std::size_t column) const {
+  const ColumnStats& c = columns_[column];
+  return c.maybe_date_ && c.dates_ != 0 && c.common_orders_ != 0;
+}
+
 FieldShape Inference::ShapeOf(std::size_t column, bool is_code) const {
   const ColumnStats& c = columns_[column];
   if (c.filled_ != 0 && !is_code) {

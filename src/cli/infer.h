@@ -111,6 +111,9 @@ class Inference {
   // The field for a column of a new group. Codes (postal codes, telephone numbers) stay text.
   FieldShape ShapeOf(std::size_t column, bool is_code) const;
 
+  // Whether every value of the column is a date, in whichever order.
+  bool HoldsDates(std::size_t column) const;
+
   char decimal() const { return decimal_; }
   DateOrder day_month_order() const { return day_month_; }  // kNoOrder when nothing tells
 

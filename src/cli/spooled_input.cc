@@ -9,7 +9,7 @@
 
 namespace pv::cli {
 
-Result<std::unique_ptr<SpooledInput>> SpooledInput::FromStandardInput() {
+Result<std::unique_ptr<SpooledInput>> SpooledInput::FromStream(std::FILE* stream) {
   const platform::System& system = platform::CurrentSystem();
   std::string folder;
   for (const char* name : {"TMPDIR", "TEMP", "TMP"}) {
@@ -33,11 +33,11 @@ Result<std::unique_ptr<SpooledInput>> SpooledInput::FromStandardInput() {
 
   std::vector<char> block(1 << 20);
   std::uint64_t offset = 0;
-  while (const std::size_t n = std::fread(block.data(), 1, block.size(), stdin)) {
+  while (const std::size_t n = std::fread(block.data(), 1, block.size(), stream)) {
     PV_RETURN_IF_ERROR(spool->file_->Write(offset, block.data(), n));
     offset += n;
   }
-  if (std::ferror(stdin) != 0) return Status::IoError("standard input could not be read");
+  if (std::ferror(stream) != 0) return Status::IoError("the input could not be read");
   return spool;
 }
 

@@ -1,7 +1,8 @@
-// Standard input kept in a file, for work that reads its source twice.
+// Standard input, or a pipe, kept in a file, for work that reads its source twice.
 #ifndef PV_CLI_SPOOLED_INPUT_H_
 #define PV_CLI_SPOOLED_INPUT_H_
 
+#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -10,11 +11,11 @@
 
 namespace pv::cli {
 
-// A file of its own for standard input, so that it can be read twice: private, in the folder for
+// A file of its own for what a stream gives: private, in the folder for
 // temporary files, and removed when this object dies (at once where the system allows it).
 class SpooledInput {
  public:
-  static Result<std::unique_ptr<SpooledInput>> FromStandardInput();
+  static Result<std::unique_ptr<SpooledInput>> FromStream(std::FILE* stream);
   ~SpooledInput();
   SpooledInput(const SpooledInput&) = delete;
   SpooledInput& operator=(const SpooledInput&) = delete;

@@ -38,7 +38,8 @@ bool ReadTime(std::string_view text, CivilDateTime* moment) {
   if (TakeChar(&text, ':')) {
     moment->second = TakeDigits(&text, 2, &count);
     if (count != 2) return false;
-    if (TakeChar(&text, '.')) TakeDigits(&text, 9, &count);
+    // No field holds parts of a second, so only zeros may stand there.
+    if (TakeChar(&text, '.') && TakeDigits(&text, 9, &count) != 0) return false;
   }
   return text.empty() && moment->hour < 24 && moment->minute < 60 && moment->second < 60;
 }

@@ -29,7 +29,7 @@ struct DateShape {
   bool dotted = false;  // written with points: day first, unless the caller knows better
 };
 // A date is three numbers with the same separator (- / .), the year in four digits, and optionally
-// a blank or "T" and a time of day hh:mm, hh:mm:ss or hh:mm:ss.fff without a zone.
+// a blank or "T" and a time of day hh:mm or hh:mm:ss (perhaps with .000) without a zone.
 DateShape ReadDateShape(std::string_view text);
 
 // The moment that `text` means when read in `order`.

@@ -1,0 +1,47 @@
+// Verbs that look into groups: info and verify. Tested by tests/cli.
+#include "cli/catalogue.h"
+#include "cli/table_report.h"
+#include "cli/verbs.h"
+
+namespace pv::cli {
+namespace {
+
+ExitCode Info(const CommonOptions& common, const std::string& group) {
+  const Catalogue catalogue;
+  const GroupEntry& entry = catalogue.GetNative(group);
+  const Session session;
+  Table table(session, entry.table_path(), Access::kShared);
+  return ReportTable(&table, {{"name", entry.name}, {"id", entry.id}, {"folder", entry.folder}},
+                     common);
+}
+
+ExitCode Verify(const CommonOptions& common, const std::string& group) {
+  const Catalogue catalogue;
+  const GroupEntry& entry = catalogue.GetNative(group);
+  const Session session;
+  const Table table(session, entry.table_path(), Access::kShared);
+  return VerifyTable(table, entry.name, common);
+}
+
+}  // namespace
+
+void AddCheckVerbs(CLI::App* app, CommonOptions* common, Action* action) {
+  auto group = std::make_shared<std::string>();
+  CLI::App* info = AddVerb(app, common, "info", "Tell what a group is made of: files, fields, tags",
+                           {"info customers"});
+  info->add_option("GROUP", *group, "The group")->required()->type_name("");
+  info->add_flag("--json", common->json, "Print JSON");
+  info->callback([=] { *action = [=] { return Info(*common, *group); }; });
+
+  CLI::App* verify = AddVerb(
+      app, common, "verify",
+      "Check a group: the record count against the file, the order and content of each tag, every\n"
+      "memo. Names each fault and exits with 1 when there is one, with 5 when the group is too\n"
+      "damaged to be opened.",
+      {"verify customers"});
+  verify->add_option("GROUP", *group, "The group")->required()->type_name("");
+  verify->add_flag("--json", common->json, "Print JSON");
+  verify->callback([=] { *action = [=] { return Verify(*common, *group); }; });
+}
+
+}  // namespace pv::cli

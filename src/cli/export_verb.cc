@@ -1,0 +1,77 @@
+// The verb export. Tested by tests/cli.
+#include <cstdio>
+
+#include "cli/catalogue.h"
+#include "cli/output_stream.h"
+#include "cli/verbs.h"
+#include "cli/walk.h"
+
+namespace pv::cli {
+namespace {
+
+struct ExportArguments {
+  std::string group;
+  std::string file = "-";
+  std::string format = "csv";
+  std::vector<std::string> fields;
+  bool raw = false;
+};
+
+ExitCode Export(const CommonOptions& common, const ExportArguments& arguments) {
+  const Catalogue catalogue;
+  const GroupEntry& entry = catalogue.GetNative(arguments.group);
+  const Session session;
+  Table table(session, entry.table_path(), Access::kShared);
+  WalkOptions options;
+  options.list.form = arguments.format == "json"     ? ListForm::kJson
+                      : arguments.format == "ndjson" ? ListForm::kNdjson
+                                                     : ListForm::kCsv;
+  options.list.raw = arguments.raw;
+  options.fields = arguments.fields;
+  std::unique_ptr<OutputStream> out;
+  if (arguments.file == "-") {
+    out = std::make_unique<OutputStream>();
+  } else {
+    if (!common.yes && PathExists(arguments.file)) {
+      Confirm(common, "Replace " + arguments.file + "?");
+      out = OutputStream::ToFile(arguments.file, true);
+    } else {
+      out = OutputStream::ToFile(arguments.file, common.yes);
+    }
+  }
+  const std::uint64_t count = PrintRecords(table, options, out.get());
+  out->Finish();
+  if (arguments.file != "-") {
+    std::printf("%llu recipients exported to %s\n", static_cast<unsigned long long>(count),
+                arguments.file.c_str());
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void AddExportVerb(CLI::App* app, CommonOptions* common, Action* action) {
+  auto arguments = std::make_shared<ExportArguments>();
+  CLI::App* verb = AddVerb(
+      app, common, "export",
+      "Write a whole group, in the order of its file, as CSV, JSON or NDJSON in UTF-8.\n\n"
+      "In CSV, text that a spreadsheet would run as a formula (it begins with = + - @, a tab or a\n"
+      "carriage return) gets an apostrophe before it, unless --raw is given; numbers stay as they\n"
+      "are. An export with --raw can be imported again without a difference. A file appears whole\n"
+      "or not at all.",
+      {"export customers customers.csv", "export customers --format ndjson | head -n 3"});
+  verb->add_option("GROUP", arguments->group, "The group")->required()->type_name("");
+  verb->add_option("FILE", arguments->file, "The file to write; - or nothing: standard output")
+      ->type_name("");
+  verb->add_option("--format", arguments->format, "csv, json or ndjson (default csv)")
+      ->check(CLI::IsMember({"csv", "json", "ndjson"}))
+      ->type_name("FORMAT");
+  verb->add_option("--fields", arguments->fields, "Only these fields, in this order")
+      ->delimiter(',')
+      ->type_name("FIELD,...");
+  verb->add_flag("--raw", arguments->raw, "Leave formulas in CSV as they are");
+  AddYesOption(verb, common);
+  verb->callback([=] { *action = [=] { return Export(*common, *arguments); }; });
+}
+
+}  // namespace pv::cli

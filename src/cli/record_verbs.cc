@@ -1,0 +1,135 @@
+// Verbs that print recipients: show and find. Tested by tests/cli.
+#include "base/text.h"
+#include "cli/address_tag.h"
+#include "cli/catalogue.h"
+#include "cli/output_stream.h"
+#include "cli/verbs.h"
+#include "cli/walk.h"
+
+namespace pv::cli {
+namespace {
+
+struct ShowArguments {
+  std::string group;
+  std::vector<std::string> fields;
+  std::int64_t limit = -1;
+  std::int64_t offset = 0;
+  bool deleted = false;
+  bool natural = false;
+};
+
+WalkOptions WalkOptionsFor(const CommonOptions& common, const ShowArguments& arguments) {
+  WalkOptions options;
+  options.list = ListOptionsFor(common);
+  options.fields = arguments.fields;
+  options.limit = arguments.limit;
+  options.offset = arguments.offset;
+  options.deleted = arguments.deleted;
+  return options;
+}
+
+ExitCode Show(const CommonOptions& common, const ShowArguments& arguments) {
+  const Catalogue catalogue;
+  const GroupEntry& entry = catalogue.GetNative(arguments.group);
+  const Session session;
+  Table table(session, entry.table_path(), Access::kShared);
+  // Deleted records are in no tag of a group.
+  if (!arguments.natural && !arguments.deleted) table.SelectTag(kAddressTag);
+  OutputStream out;
+  PrintRecords(table, WalkOptionsFor(common, arguments), &out);
+  out.Finish();
+  return kDone;
+}
+
+struct FindArguments : ShowArguments {
+  std::string what;
+  bool prefix = false;
+};
+
+bool BeginsWith(std::string_view text, const std::string& lower_prefix) {
+  return ToLower(text).compare(0, lower_prefix.size(), lower_prefix) == 0;
+}
+
+ExitCode Find(const CommonOptions& common, const FindArguments& arguments) {
+  const Catalogue catalogue;
+  const GroupEntry& entry = catalogue.GetNative(arguments.group);
+  const Session session;
+  Table table(session, entry.table_path(), Access::kShared);
+  const std::vector<RecordField> fields = FieldsOf(table.handle());
+  const std::size_t equals = arguments.what.find('=');
+  const RecordField* field =
+      equals == std::string::npos ? nullptr : FindField(fields, arguments.what.substr(0, equals));
+  const WalkOptions options = WalkOptionsFor(common, arguments);
+  OutputStream out;
+  std::uint64_t found = 0;
+  if (field == nullptr && !arguments.prefix) {
+    if (FindAddress(&table, arguments.what) != 0) {
+      PrintCurrentRecord(table, options, &out);
+      found = 1;
+    }
+  } else {
+    const std::string wanted =
+        field == nullptr ? arguments.what : arguments.what.substr(equals + 1);
+    if (field == nullptr) field = FindField(fields, AddressFieldOf(table.handle()));
+    if (field == nullptr) throw Failure(kUsage, "the group has no address field");
+    const std::string lower(TrimBlanks(ToLower(wanted)));
+    if (!arguments.deleted) table.SelectTag(kAddressTag);
+    Cell cell;
+    found = PrintRecords(table, options, &out, [&](const RecordReader& reader) {
+      reader.Read(*field, &cell);
+      return arguments.prefix ? BeginsWith(TrimBlanks(cell.text), lower)
+                              : EqualsIgnoreCase(TrimBlanks(cell.text), lower);
+    });
+  }
+  // Without a match a list still has its heading in the forms for programs, nothing otherwise.
+  if (found > 0 || common.json || common.csv) out.Finish();
+  if (found == 0 && !common.json && !common.csv) {
+    throw Failure(kFindings, "nothing found for \"" + arguments.what + "\"");
+  }
+  return found > 0 ? kDone : kFindings;
+}
+
+void AddShowOptions(CLI::App* verb, CommonOptions* common, ShowArguments* arguments) {
+  verb->add_option("GROUP", arguments->group, "The group")->required()->type_name("");
+  verb->add_option("--fields", arguments->fields, "Only these fields, in this order")
+      ->delimiter(',')
+      ->type_name("FIELD,...");
+  verb->add_option("--limit", arguments->limit, "Print at most this many")
+      ->check(CLI::NonNegativeNumber)
+      ->type_name("N");
+  verb->add_option("--offset", arguments->offset, "Pass over this many first")
+      ->check(CLI::NonNegativeNumber)
+      ->type_name("N");
+  verb->add_flag("--deleted", arguments->deleted,
+                 "Show deleted records too, in the order of the file");
+  AddListFormOptions(verb, common);
+}
+
+}  // namespace
+
+void AddRecordVerbs(CLI::App* app, CommonOptions* common, Action* action) {
+  auto show = std::make_shared<ShowArguments>();
+  CLI::App* verb = AddVerb(
+      app, common, "show",
+      "Print the recipients of a group in the order of their addresses.\n\n"
+      "On a terminal this is an aligned table; elsewhere one line a recipient, with tabs between\n"
+      "the fields and control characters as escapes.",
+      {"show customers --limit 10", "show customers --fields Email,City --csv"});
+  AddShowOptions(verb, common, show.get());
+  verb->add_flag("--natural", show->natural, "In the order of the file");
+  verb->callback([=] { *action = [=] { return Show(*common, *show); }; });
+
+  auto find = std::make_shared<FindArguments>();
+  CLI::App* finder =
+      AddVerb(app, common, "find",
+              "Print the recipients that match. WHAT is an address, or FIELD=TEXT; letter case is\n"
+              "ignored. Exits with 1 when there are none.",
+              {"find customers ann@example.org", "find customers City=Zürich",
+               "find customers --prefix ann"});
+  AddShowOptions(finder, common, find.get());
+  finder->add_option("WHAT", find->what, "An address, or FIELD=TEXT")->required()->type_name("");
+  finder->add_flag("--prefix", find->prefix, "Find what begins with the text");
+  finder->callback([=] { *action = [=] { return Find(*common, *find); }; });
+}
+
+}  // namespace pv::cli

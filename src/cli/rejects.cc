@@ -1,0 +1,74 @@
+// Writes rejected rows and reasons. Tested end to end by tests/cli.
+#include "cli/rejects.h"
+
+#include <algorithm>
+
+#include "cli/failure.h"
+#include "cli/listing.h"
+
+namespace pv::cli {
+namespace {
+
+// "a/b.csv" becomes "a/b.reasons.csv".
+std::string ReasonsPathFor(const std::string& rows_path) {
+  return std::string(platform::WithoutExtension(rows_path)) + ".reasons.csv";
+}
+
+}  // namespace
+
+Rejects::Rejects(const ImportSource& source, std::string path, bool replace)
+    : source_(source), replace_(replace && !path.empty()) {
+  if (path.empty()) {
+    const std::string stem = (source.is_file() ? source.name() : "stdin") + ".rejected";
+    for (int n = 1;; ++n) {
+      path = stem + (n == 1 ? "" : "." + std::to_string(n)) + ".csv";
+      if (!PathExists(path) && !PathExists(ReasonsPathFor(path))) break;
+    }
+  } else if (source.is_file() && path == source.name()) {
+    throw Failure(kUsage, "--rejects names the source itself");
+  } else if (!replace && (PathExists(path) || PathExists(ReasonsPathFor(path)))) {
+    throw Failure(kUsage, path + " or its reasons exist already; --yes replaces them");
+  }
+  rows_path_ = std::move(path);
+  reasons_path_ = ReasonsPathFor(rows_path_);
+}
+
+void Rejects::Start(const RowReader& row) {
+  rows_ = OutputStream::ToFile(rows_path_, replace_);
+  reasons_ = OutputStream::ToFile(reasons_path_, replace_);
+  if (source_.mark_size() > 0) rows_->Write(Take(source_.ReadOriginal(0, source_.mark_size())));
+  rows_->Write(row.header_bytes());
+  reasons_->Write("line,offset,reason\n");
+}
+
+void Rejects::Add(const RowReader& row, std::string_view reason) {
+  if (rows_ == nullptr) Start(row);
+  if (row.original_held()) {
+    rows_->Write(row.Original());
+  } else {
+    constexpr std::uint64_t kPiece = 1 << 20;
+    for (std::uint64_t done = 0; done < row.size();) {
+      const auto piece = static_cast<std::size_t>(std::min(kPiece, row.size() - done));
+      const std::string bytes = Take(source_.ReadOriginal(row.offset() + done, piece));
+      if (bytes.empty()) break;
+      rows_->Write(bytes);
+      done += bytes.size();
+    }
+  }
+  Cell cell;
+  cell.text = reason;
+  std::string line = std::to_string(row.line()) + "," + std::to_string(row.offset()) + ",";
+  AppendCsvField(&line, cell, false);
+  line += '\n';
+  reasons_->Write(line);
+}
+
+void Rejects::Finish() {
+  if (rows_ == nullptr) return;
+  rows_->Finish();
+  reasons_->Finish();
+  rows_.reset();
+  reasons_.reset();
+}
+
+}  // namespace pv::cli

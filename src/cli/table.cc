@@ -1,0 +1,108 @@
+// Opens and closes tables. Tested end to end by tests/cli.
+#include "cli/table.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "cli/failure.h"
+#include "cli/terminal.h"
+#include "platform/system.h"
+#include "pvgroupman/support/settings.h"
+
+namespace pv::cli {
+
+Session::Session() : handle_(engine::code4initVB()) {
+  if (handle_ == 0) throw Failure(kUnavailable, "the table engine could not be started");
+  const auto settings = automation::MakeObject<support::Settings>();
+  page_ = Take(platform::CurrentSystem().code_pages->Load(settings->GetCodePage()));
+  engine::code4errOff(handle_, 1);
+  engine::code4errDefaultUnique(handle_, engine::kUniqueKey);
+  engine::code4compatibility(handle_, 30);
+  engine::code4safety(handle_, 1);
+  engine::code4codePage(handle_, page_);
+}
+
+Session::~Session() {
+  for (const std::string& notice : engine::code4takeNotices(handle_)) {
+    std::string line;
+    AppendVisible(&line, notice);
+    std::fprintf(stderr, "pvgroup: note: %s\n", line.c_str());
+  }
+  engine::code4initUndo(handle_);
+}
+
+void Session::Check(std::int32_t code) const {
+  const std::int32_t pending = engine::code4errorCode(handle_, 0);
+  if (code == 0) code = pending;
+  if (code >= 0 && code != engine::kLocked) return;
+  const char* text = engine::error4text(handle_, code);
+  throw Failure(ExitCodeOf(code), text != nullptr ? text : "error " + std::to_string(code));
+}
+
+void Session::IgnoreIndexes() const { engine::code4ignoreIndex(handle_, 1); }
+
+Table::Table(const Session& session, const std::string& path, Access access, std::string_view tag)
+    : Table(session, path) {
+  engine::code4accessMode(session.handle(), static_cast<std::int32_t>(access));
+  handle_ = engine::d4open(session.handle(), path);
+  if (handle_ == 0) {
+    session.Check(0);
+    throw Failure(kUnavailable, path + " cannot be opened");
+  }
+  engine::code4errorCode(session.handle(), 0);
+  if (!SelectTag(tag)) {
+    std::string tags;
+    for (const engine::TagInfo& t : engine::d4info(handle_).tags) {
+      tags += (tags.empty() ? "" : ", ") + t.name;
+    }
+    Close();
+    throw Failure(kUsage, path + " has no tag " + std::string(tag) +
+                              (tags.empty() ? "" : "; it has " + tags));
+  }
+}
+
+std::unique_ptr<Table> Table::Create(const Session& session, const std::string& path,
+                                     const std::vector<engine::FieldRecord>& fields,
+                                     const std::vector<engine::TagRecord>& tags) {
+  std::unique_ptr<Table> table(new Table(session, path));
+  engine::code4accessMode(session.handle(), static_cast<std::int32_t>(Access::kExclusive));
+  table->handle_ = engine::d4create(session.handle(), path, fields, tags);
+  if (table->handle_ == 0) {
+    session.Check(0);
+    throw Failure(kUnavailable, path + " cannot be made");
+  }
+  return table;
+}
+
+Table::~Table() {
+  if (handle_ != 0) engine::d4close(handle_);
+}
+
+std::int32_t Table::Checked(std::int32_t code) const {
+  if (code < 0 || code == engine::kLocked) session_.Check(code);
+  return code;
+}
+
+bool Table::SelectTag(std::string_view tag) {
+  const engine::Handle found = tag.empty() ? 0 : engine::d4tag(handle_, tag);
+  if (found == 0 && !tag.empty()) return false;
+  Checked(engine::d4tagSelect(handle_, found));
+  return true;
+}
+
+void Table::Close() {
+  if (handle_ == 0) return;
+  const engine::Handle handle = handle_;
+  handle_ = 0;
+  const std::int32_t code = engine::d4close(handle);
+  if (code < 0) session_.Check(code);
+}
+
+std::string SystemPath(std::string path) {
+#ifndef _WIN32
+  std::replace(path.begin(), path.end(), '\\', '/');
+#endif
+  return path;
+}
+
+}  // namespace pv::cli

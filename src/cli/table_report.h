@@ -1,0 +1,23 @@
+// What a table is made of, and what is wrong with it, for people and programs.
+#ifndef PV_CLI_TABLE_REPORT_H_
+#define PV_CLI_TABLE_REPORT_H_
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/table.h"
+#include "cli/verbs.h"
+
+namespace pv::cli {
+
+// Prints files, sizes, counts, fields and tags. `about` are lines to begin with, by name.
+ExitCode ReportTable(Table* table, const std::vector<std::pair<std::string, std::string>>& about,
+                     const CommonOptions& common);
+
+// Checks the whole table and prints each finding. `name` is what people call it.
+ExitCode VerifyTable(const Table& table, const std::string& name, const CommonOptions& common);
+
+}  // namespace pv::cli
+
+#endif  // PV_CLI_TABLE_REPORT_H_

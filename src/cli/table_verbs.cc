@@ -1,0 +1,108 @@
+// Verbs about any table file of the family: table info, show and verify. Tested by tests/cli.
+#include "cli/output_stream.h"
+#include "cli/table_report.h"
+#include "cli/verbs.h"
+#include "cli/walk.h"
+
+namespace pv::cli {
+namespace {
+
+struct TableArguments {
+  std::string file;
+  std::string tag;
+  std::string format;
+  std::vector<std::string> fields;
+  std::int64_t limit = -1;
+  bool deleted = false;
+};
+
+// The numbers of the visited records, one a line.
+void PrintRecordNumbers(const Table& table, std::int64_t limit, OutputStream* out) {
+  if (limit == 0) return;
+  std::int64_t printed = 0;
+  ForEachRecord(table, [&] {
+    out->Write(std::to_string(engine::d4recNoLow(table.handle())) + "\n");
+    return ++printed != limit;
+  });
+}
+
+ExitCode Show(const CommonOptions& common, const TableArguments& arguments) {
+  const Session session;
+  const Table table(session, arguments.file, Access::kShared, arguments.tag);
+  OutputStream out;
+  if (arguments.format == "recno") {
+    PrintRecordNumbers(table, arguments.limit, &out);
+  } else {
+    WalkOptions options;
+    options.list = ListOptionsFor(common);
+    if (arguments.format == "csv") options.list.form = ListForm::kCsv;
+    if (arguments.format == "json") options.list.form = ListForm::kJson;
+    options.fields = arguments.fields;
+    options.limit = arguments.limit;
+    options.deleted = arguments.deleted;
+    PrintRecords(table, options, &out);
+  }
+  out.Finish();
+  return kDone;
+}
+
+}  // namespace
+
+void AddTableVerbs(CLI::App* app, CommonOptions* common, Action* action) {
+  CLI::App* tables = app->add_subcommand(
+      "table", "Look into any table file of the FoxPro family: info, show, verify");
+  tables->require_subcommand(1);
+  auto arguments = std::make_shared<TableArguments>();
+  const auto file_argument = [arguments](CLI::App* verb) {
+    verb->add_option("FILE", arguments->file, "The data file (.dbf or .pvg)")
+        ->required()
+        ->type_name("");
+  };
+
+  CLI::App* info =
+      AddVerb(tables, common, "info", "Tell what a table is made of", {"table info contacts.dbf"});
+  file_argument(info);
+  info->add_flag("--json", common->json, "Print JSON");
+  info->callback([=] {
+    *action = [=] {
+      const Session session;
+      Table table(session, arguments->file, Access::kShared);
+      return ReportTable(&table, {}, *common);
+    };
+  });
+
+  CLI::App* show = AddVerb(
+      tables, common, "show",
+      "Print the records of a table, in natural order or in that of a tag.\n\n"
+      "The format recno prints the number of every record visited, deleted ones included, one a\n"
+      "line, so that the order of a tag can be compared with what other programs make of it.",
+      {"table show contacts.dbf", "table show contacts.dbf --tag NAME --format recno"});
+  file_argument(show);
+  show->add_option("--tag", arguments->tag, "Walk in the order of this tag")->type_name("TAG");
+  show->add_option("--format", arguments->format, "recno, csv or json")
+      ->check(CLI::IsMember({"recno", "csv", "json"}))
+      ->type_name("FORMAT");
+  show->add_option("--fields", arguments->fields, "Only these fields, in this order")
+      ->delimiter(',')
+      ->type_name("FIELD,...");
+  show->add_option("--limit", arguments->limit, "Print at most this many")
+      ->check(CLI::NonNegativeNumber)
+      ->type_name("N");
+  show->add_flag("--deleted", arguments->deleted, "Show deleted records too");
+  AddListFormOptions(show, common);
+  show->callback([=] { *action = [=] { return Show(*common, *arguments); }; });
+
+  CLI::App* verify = AddVerb(tables, common, "verify", "Check a table and name each fault",
+                             {"table verify contacts.dbf"});
+  file_argument(verify);
+  verify->add_flag("--json", common->json, "Print JSON");
+  verify->callback([=] {
+    *action = [=] {
+      const Session session;
+      const Table table(session, arguments->file, Access::kShared);
+      return VerifyTable(table, arguments->file, *common);
+    };
+  });
+}
+
+}  // namespace pv::cli

@@ -1,0 +1,157 @@
+// What all verbs share, and the program's frame. Tested by tests/cli.
+#include "cli/verbs.h"
+
+#include <CLI/Error.hpp>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <system_error>
+
+#include "cli/table.h"
+#include "cli/terminal.h"
+#include "platform/system.h"
+#include "pvgroupman/automation/error.h"
+#include "pvgroupman/groups/groups.h"
+#include "pvgroupman/support/settings.h"
+
+namespace pv::cli {
+namespace {
+
+constexpr const char kDescription[] =
+    "Keeps groups of mail recipients: tables of addresses with personal fields,\n"
+    "compatible with the FoxPro file family.";
+
+constexpr const char kFooter[] =
+    "GROUP is a group's name (letter case ignored) or its ID.\n"
+    "Groups lie in the folder given by --data, else PVGROUP_DATA, else the\n"
+    "configuration file, else the user's data folder.\n"
+    "\n"
+    "Exit codes: 0 done; 1 done, with rejected rows or findings; 2 the command line is\n"
+    "wrong; 3 a group, file or folder is not available; 4 locked by somebody else;\n"
+    "5 a file is damaged; 130 interrupted.\n"
+    "\n"
+    "NO_COLOR set to anything switches colours off.\n"
+    "\n"
+    "Examples:\n"
+    "  pvgroup import customers people.csv\n"
+    "  pvgroup show customers --limit 10\n"
+    "  pvgroup VERB --help";
+
+// Prints the one line that says why nothing came of it.
+void PrintFailure(const std::string& message) {
+  std::string line;
+  // Messages hold names and values from files: nothing in them may steer the terminal.
+  for (std::size_t start = 0;;) {
+    const std::size_t slash = message.find('\\', start);
+    AppendVisible(&line, std::string_view(message).substr(start, slash - start));
+    if (slash == message.npos) break;
+    line += '\\';
+    start = slash + 1;
+  }
+  std::fflush(stdout);
+  std::fprintf(stderr, "pvgroup: %s\n", line.c_str());
+}
+
+int RunAction(const CommonOptions& common, const Action& action) {
+  if (!common.data_folder.empty()) {
+    automation::MakeObject<support::Settings>()->SetGroupDataFolder(
+        AbsolutePath(common.data_folder));
+  }
+  return action();
+}
+
+}  // namespace
+
+CLI::App* AddVerb(CLI::App* app, CommonOptions* common, const std::string& name,
+                  const std::string& description, const std::vector<std::string>& examples) {
+  CLI::App* verb = app->add_subcommand(name, description);
+  verb->add_option("--data", common->data_folder, "Folder that holds the groups")
+      ->type_name("FOLDER");
+  std::string footer = examples.size() == 1 ? "Example:" : "Examples:";
+  for (const std::string& example : examples) footer += "\n  pvgroup " + example;
+  if (!examples.empty()) verb->footer(footer);
+  return verb;
+}
+
+void AddListFormOptions(CLI::App* verb, CommonOptions* common) {
+  CLI::Option* json = verb->add_flag("--json", common->json, "Print JSON");
+  verb->add_flag("--csv", common->csv, "Print CSV")->excludes(json);
+}
+
+void AddYesOption(CLI::App* verb, CommonOptions* common) {
+  verb->add_flag("--yes,-y", common->yes, "Do not ask; replace what is there");
+}
+
+ListOptions ListOptionsFor(const CommonOptions& common) {
+  ListOptions list;
+  if (common.json) {
+    list.form = ListForm::kJson;
+  } else if (common.csv) {
+    list.form = ListForm::kCsv;
+  } else if (OutputIsTerminal()) {
+    list.form = ListForm::kTable;
+    list.columns = TerminalColumns();
+    list.colors = ColorsWanted();
+  }
+  return list;
+}
+
+void Confirm(const CommonOptions& common, const std::string& question) {
+  if (common.yes) return;
+  if (!InputIsTerminal() || !ErrorsAreTerminal()) {
+    throw Failure(kUsage, "this needs --yes when there is nobody to ask: " + question);
+  }
+  if (!AskYesNo(question)) throw Failure(kUsage, "nothing was done");
+}
+
+std::string AbsolutePath(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(SystemPath(path), error);
+  if (error) throw Failure(kUnavailable, path + ": " + error.message());
+  return absolute.lexically_normal().string();
+}
+
+int RunCommandLine(int argc, char** argv) {
+  CommonOptions common;
+  Action action;
+  CLI::App app(kDescription, "pvgroup");
+  app.footer(kFooter);
+  app.get_formatter()->column_width(28);
+  app.set_help_flag("--help,-h", "Print this help");
+  app.require_subcommand(1);
+  app.set_version_flag("--version", [] {
+    return "pvgroup " + automation::MakeObject<groups::Groups>()->GetVersion();
+  });
+  app.add_option("--data", common.data_folder, "Folder that holds the groups")->type_name("FOLDER");
+  AddGroupVerbs(&app, &common, &action);
+  AddImportVerb(&app, &common, &action);
+  AddRecordVerbs(&app, &common, &action);
+  AddEditVerbs(&app, &common, &action);
+  AddExportVerb(&app, &common, &action);
+  AddCheckVerbs(&app, &common, &action);
+  AddTableVerbs(&app, &common, &action);
+  try {
+    app.parse(argc, argv);
+    return RunAction(common, action);
+  } catch (const CLI::CallForHelp&) {
+    std::printf("%s", app.help().c_str());
+    return kDone;
+  } catch (const CLI::CallForVersion& version) {
+    std::printf("%s\n", version.what());
+    return kDone;
+  } catch (const CLI::ParseError& error) {
+    PrintFailure(std::string(error.what()) + " (see --help)");
+    return kUsage;
+  } catch (const Failure& failure) {
+    PrintFailure(failure.what());
+    return failure.code();
+  } catch (const automation::Error& error) {
+    PrintFailure(error.description());
+    return ExitCodeOf(error.number());
+  } catch (const std::exception& error) {
+    PrintFailure(error.what());
+    return kUnavailable;
+  }
+}
+
+}  // namespace pv::cli

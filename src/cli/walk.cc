@@ -1,0 +1,142 @@
+// Walks tables. Tested by walk_test.cc and tests/cli.
+#include "cli/walk.h"
+
+#include "base/text.h"
+#include "cli/address.h"
+#include "cli/address_tag.h"
+#include "cli/failure.h"
+
+namespace pv::cli {
+namespace {
+
+// Turns records into rows of a listing.
+class RecordPrinter {
+ public:
+  RecordPrinter(const Table& table, const WalkOptions& options, OutputStream* out)
+      : table_(table), reader_(table.handle()), deleted_column_(options.deleted) {
+    std::vector<Column> columns;
+    if (deleted_column_) columns.push_back({"deleted"});
+    const auto add = [&](const RecordField& field) {
+      fields_.push_back(field);
+      columns.push_back({field.name, IsNumeric(field.shape.type)});
+    };
+    for (const std::string& name : options.fields) {
+      const RecordField* field = FindField(reader_.fields(), name);
+      if (field == nullptr) {
+        std::string names;
+        for (const RecordField& f : reader_.fields()) names += (names.empty() ? "" : ", ") + f.name;
+        throw Failure(kUsage, "there is no field " + name + "; there are " + names);
+      }
+      add(*field);
+    }
+    if (options.fields.empty()) {
+      for (const RecordField& field : reader_.fields()) add(field);
+    }
+    cells_.resize(columns.size());
+    listing_ = Listing::Make(out, std::move(columns), options.list);
+  }
+
+  void Print() {
+    std::size_t at = 0;
+    if (deleted_column_) {
+      cells_[at++].Set(CellKind::kBoolean,
+                       engine::d4deleted(table_.handle()) != 0 ? "true" : "false");
+    }
+    for (const RecordField& field : fields_) reader_.Read(field, &cells_[at++]);
+    // A memo that is damaged reads as empty and leaves its error behind.
+    table_.CheckPending();
+    listing_->Row(cells_);
+  }
+
+  void End() { listing_->End(); }
+  const RecordReader& reader() const { return reader_; }
+
+ private:
+  const Table& table_;
+  RecordReader reader_;
+  bool deleted_column_;
+  std::vector<RecordField> fields_;
+  std::vector<Cell> cells_;
+  std::unique_ptr<Listing> listing_;
+};
+
+bool SameAddress(std::string_view a, std::string_view b) { return EqualsIgnoreCase(a, b); }
+
+}  // namespace
+
+void ForEachRecord(const Table& table, const std::function<bool()>& visit) {
+  const engine::Handle handle = table.handle();
+  std::int32_t code = table.Checked(engine::d4top(handle));
+  while (code == engine::kSuccess && visit()) code = table.Checked(engine::d4skip(handle, 1));
+}
+
+std::uint64_t PrintRecords(const Table& table, const WalkOptions& options, OutputStream* out,
+                           const std::function<bool(const RecordReader&)>& wanted) {
+  RecordPrinter printer(table, options, out);
+  std::int64_t to_pass = options.offset;
+  std::uint64_t printed = 0;
+  if (options.limit != 0) {
+    ForEachRecord(table, [&] {
+      if (!options.deleted && engine::d4deleted(table.handle()) != 0) return true;
+      if (wanted && !wanted(printer.reader())) return true;
+      if (to_pass > 0) {
+        --to_pass;
+        return true;
+      }
+      printer.Print();
+      ++printed;
+      return options.limit < 0 || printed < static_cast<std::uint64_t>(options.limit);
+    });
+  }
+  printer.End();
+  return printed;
+}
+
+void PrintCurrentRecord(const Table& table, const WalkOptions& options, OutputStream* out) {
+  RecordPrinter printer(table, options, out);
+  printer.Print();
+  printer.End();
+}
+
+std::int32_t FindAddress(Table* table, std::string_view address) {
+  address = TrimBlanks(address);
+  const engine::Handle handle = table->handle();
+  const RecordReader reader(handle);
+  const RecordField* field = FindField(reader.fields(), AddressFieldOf(handle));
+  if (field == nullptr) throw Failure(kUsage, table->path() + " has no address field");
+  std::string scratch;
+  const auto stands_on_it = [&] {
+    return engine::d4deleted(handle) == 0 &&
+           SameAddress(TrimBlanks(reader.ReadText(*field, &scratch)), address);
+  };
+  const PageEncoder encoder(engine::d4codePage(handle));
+  if (table->SelectTag(kAddressTag)) {
+    for (const std::string& spelling : {std::string(address), ToLower(address)}) {
+      std::string key_scratch;
+      std::string_view key;
+      if (!encoder.Encode(spelling, &key_scratch, &key)) return 0;
+      if (table->Checked(engine::d4seek(handle, key)) == engine::kSuccess && stands_on_it()) {
+        return engine::d4recNoLow(handle);
+      }
+    }
+  }
+  table->SelectTag("");
+  std::int32_t record = 0;
+  ForEachRecord(*table, [&] {
+    if (stands_on_it()) record = engine::d4recNoLow(handle);
+    return record == 0;
+  });
+  return record;
+}
+
+std::int64_t CountLive(Table* table) {
+  table->SelectTag("");
+  std::int64_t live = 0;
+  ForEachRecord(*table, [&] {
+    if (engine::d4deleted(table->handle()) == 0) ++live;
+    return true;
+  });
+  return live;
+}
+
+}  // namespace pv::cli
