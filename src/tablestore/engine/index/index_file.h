@@ -29,6 +29,10 @@ namespace pv::engine {
 
 constexpr std::size_t kPageSize = 512;
 
+namespace tree {
+class TagTree;
+}
+
 // What a tag's header says (or, for a new file, shall say).
 struct TagDefinition {
   std::string name;        // at most 10 bytes, upper case
@@ -37,9 +41,9 @@ struct TagDefinition {
   bool unique = false;     // a second entry with the same key is refused
   bool candidate = false;  // option 0x04 on disk: unique, and never null
   bool descending = false;
-  bool nullable = false;   // option 0x02
+  bool nullable = false;  // option 0x02
   std::uint16_t key_length = 0;
-  std::uint8_t fill_byte = 0x20;  // trailing bytes of a key that are not stored
+  std::uint8_t fill_byte = 0x20;   // trailing bytes of a key that are not stored
   bool foreign_collation = false;  // bytes 494-501 name one: must not be changed by us
 };
 
@@ -51,16 +55,24 @@ class TagPosition {
   bool on_entry() const { return state_ == State::kOnEntry; }
   bool before_first() const { return state_ == State::kBeforeFirst; }
   bool past_last() const { return state_ == State::kPastLast; }
-  std::uint32_t record() const { return record_; }                 // on_entry() only
-  const std::uint8_t* key() const { return key_.data(); }          // on_entry() only
-  // The implementation may add what it needs below.
+  std::uint32_t record() const { return record_; }         // on_entry() only
+  const std::uint8_t* key() const { return key_.data(); }  // on_entry() only
 
  private:
-  friend class Tag;
+  friend class tree::TagTree;
   enum class State : std::uint8_t { kBeforeFirst, kOnEntry, kPastLast };
   State state_ = State::kPastLast;
   std::uint32_t record_ = 0;
   std::array<std::uint8_t, 256> key_{};
+  // A copy of the leaf, good while version_ is the tag's, and the entry's place in it.
+  std::uint64_t version_ = 0;
+  std::uint32_t page_offset_ = 0;
+  std::uint32_t count_ = 0;
+  std::uint32_t index_ = 0;
+  std::uint32_t key_offset_ = 0;  // of the entry's key bytes in the page
+  std::uint32_t dup_ = 0;
+  std::uint32_t trim_ = 0;  // of the entry's key, without trailing fill
+  alignas(64) std::array<std::uint8_t, kPageSize + 8> page_{};
 };
 
 class IndexFile;
@@ -74,6 +86,11 @@ class Tag {
  public:
   virtual ~Tag() = default;
   virtual const TagDefinition& definition() const = 0;
+
+  // The file does not say which byte fills the keys of a tag (a blank for character keys, zero
+  // for all others), so Open takes a blank for granted: who knows the kind of the key says so
+  // before the tag is first used. Later calls that change it make every position stale.
+  virtual void SetFillByte(std::uint8_t fill) = 0;
 
   virtual Status First(TagPosition* position) = 0;
   virtual Status Last(TagPosition* position) = 0;
