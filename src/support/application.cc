@@ -14,8 +14,6 @@ namespace {
 
 using automation::Value;
 
-constexpr std::int32_t kErrPathAccess = 75;
-
 // Walks items 1 to Count and stops at the first that `matches`.
 bool AnyItem(const automation::Ref<automation::Object>& collection,
              const std::function<bool(const Value&)>& matches) {

@@ -12,6 +12,9 @@
 
 namespace pv::support {
 
+// Automation's number for a file or folder that cannot be made or removed.
+constexpr std::int32_t kErrPathAccess = 75;
+
 // A settings file's value is read up to this many bytes of the ANSI code page.
 constexpr std::size_t kLongestSetting = 2047;
 

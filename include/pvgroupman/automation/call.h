@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "pvgroupman/automation/api.h"
+#include "pvgroupman/automation/enumerator.h"
 #include "pvgroupman/automation/object.h"
 #include "pvgroupman/automation/value.h"
 
@@ -69,7 +70,6 @@ PV_API void PutProperty(const Ref<Object>& object, std::string_view name, const 
 PV_API Value GetDefault(const Ref<Object>& object, std::initializer_list<Value> arguments = {});
 
 // Walks what the object's enumerator gives.
-class Enumerator;
 PV_API Ref<Enumerator> Enumerate(const Ref<Object>& object);
 
 }  // namespace pv::automation

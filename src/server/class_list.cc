@@ -1,0 +1,45 @@
+// The public classes. Tested by class_list_test.cc.
+#include "server/class_list.h"
+
+#include "pvgroupman/groups/group_field_types.h"
+#include "pvgroupman/groups/group_links.h"
+#include "pvgroupman/groups/groups.h"
+#include "pvgroupman/support/settings.h"
+#include "pvgroupman/tablestore/database.h"
+#include "pvgroupman/tablestore/field_defs.h"
+#include "pvgroupman/tablestore/fields.h"
+#include "pvgroupman/tablestore/index_defs.h"
+#include "pvgroupman/tablestore/recipients.h"
+
+namespace pv::server {
+namespace {
+
+template <typename T>
+constexpr PublicClass Entry() {
+  return {T::kClassName,
+          [] { return automation::Ref<automation::Object>(automation::MakeObject<T>()); }};
+}
+
+constexpr PublicClass kClasses[] = {
+    Entry<groups::Groups>(),         Entry<support::Settings>(),
+    Entry<tablestore::Database>(),   Entry<tablestore::Recipients>(),
+    Entry<tablestore::Field>(),      Entry<tablestore::Fields>(),
+    Entry<tablestore::FieldDef>(),   Entry<tablestore::FieldDefs>(),
+    Entry<tablestore::IndexDef>(),   Entry<tablestore::IndexDefs>(),
+    Entry<groups::GroupLink>(),      Entry<groups::GroupLinks>(),
+    Entry<groups::GroupFieldType>(), Entry<groups::GroupFieldTypes>(),
+};
+
+}  // namespace
+
+std::span<const PublicClass> PublicClasses() { return kClasses; }
+
+std::string ProgIdOf(const PublicClass& entry) { return std::string(kProgIdPrefix) + entry.name; }
+
+void RegisterPublicClasses() {
+  for (const PublicClass& entry : kClasses) {
+    automation::RegisterClass(ProgIdOf(entry), entry.factory);
+  }
+}
+
+}  // namespace pv::server
