@@ -1,22 +1,42 @@
 // Checks and remembers addresses. Tested by address_test.cc.
 #include "cli/address.h"
 
+#include <array>
 #include <cstring>
 
 #include "base/text.h"
 
 namespace pv::cli {
 
+namespace {
+
+// What a byte means to an address.
+enum ByteClass : unsigned char { kPlain = 0, kAt = 1, kBlank = 2, kComma = 4, kControl = 8 };
+
+constexpr std::array<unsigned char, 256> kClasses = [] {
+  std::array<unsigned char, 256> classes{};
+  for (std::size_t b = 0; b < 0x20; ++b) classes[b] = kControl;
+  classes[0x7F] = kControl;
+  classes['@'] = kAt;
+  classes[' '] = kBlank;
+  classes[','] = kComma;
+  return classes;
+}();
+
+}  // namespace
+
 const char* AddressFault(std::string_view text) {
   if (text.empty()) return "there is no address";
+  unsigned met = 0;
   std::size_t signs = 0;
   for (const char c : text) {
-    const auto b = static_cast<unsigned char>(c);
-    if (c == '@') ++signs;
-    if (c == ' ') return "the address holds a blank";
-    if (c == ',') return "the address holds a comma";
-    if (b < 0x20 || b == 0x7F) return "the address holds a control character";
+    const unsigned char byte_class = kClasses[static_cast<unsigned char>(c)];
+    met |= byte_class;
+    signs += byte_class & kAt;
   }
+  if ((met & kBlank) != 0) return "the address holds a blank";
+  if ((met & kComma) != 0) return "the address holds a comma";
+  if ((met & kControl) != 0) return "the address holds a control character";
   if (signs == 0) return "the address has no @";
   if (signs > 1) return "the address has more than one @";
   if (text.front() == '@') return "the address has nothing before the @";
@@ -70,20 +90,21 @@ void AddressSet::Reserve(std::uint64_t records) {
 
 void AddressSet::Add(std::uint64_t hash, std::uint32_t record) {
   if ((used_ + 1) * 2 > slots_.size()) Grow(slots_.size() * 2);
-  std::size_t i = hash & (slots_.size() - 1);
-  while (slots_[i].record != kNotFound) i = (i + 1) & (slots_.size() - 1);
-  slots_[i] = {hash, record};
+  Put({KeyOf(hash), record});
   ++used_;
+}
+
+void AddressSet::Put(const Slot& slot) {
+  std::size_t i = slot.key & (slots_.size() - 1);
+  while (slots_[i].record != kNotFound) i = (i + 1) & (slots_.size() - 1);
+  slots_[i] = slot;
 }
 
 void AddressSet::Grow(std::size_t slots) {
   std::vector<Slot> old(slots);
   old.swap(slots_);
   for (const Slot& slot : old) {
-    if (slot.record == kNotFound) continue;
-    std::size_t i = slot.hash & (slots - 1);
-    while (slots_[i].record != kNotFound) i = (i + 1) & (slots - 1);
-    slots_[i] = slot;
+    if (slot.record != kNotFound) Put(slot);
   }
 }
 

@@ -21,9 +21,9 @@ std::string_view LowerAddress(std::string_view address, char* buffer, std::size_
 
 std::uint64_t HashOf(std::string_view text);
 
-// Which record has which address, for any number of records: sixteen bytes each at most half
-// full. Addresses are told apart by a 64-bit number, so whoever finds one must look at the record
-// before believing it.
+// Which record has which address, for any number of records: eight bytes each in a table that is
+// at most half full. Addresses are told apart by half of a 64-bit number, so whoever finds one must
+// look at the record before believing it.
 class AddressSet {
  public:
   static constexpr std::uint32_t kNotFound = 0;
@@ -37,10 +37,11 @@ class AddressSet {
   // kNotFound.
   template <typename Same>
   std::uint32_t Find(std::uint64_t hash, Same same) const {
-    for (std::size_t i = hash & (slots_.size() - 1);; i = (i + 1) & (slots_.size() - 1)) {
+    const std::uint32_t key = KeyOf(hash);
+    for (std::size_t i = key & (slots_.size() - 1);; i = (i + 1) & (slots_.size() - 1)) {
       const Slot& slot = slots_[i];
       if (slot.record == kNotFound) return kNotFound;
-      if (slot.hash == hash && same(slot.record)) return slot.record;
+      if (slot.key == key && same(slot.record)) return slot.record;
     }
   }
 
@@ -49,10 +50,12 @@ class AddressSet {
 
  private:
   struct Slot {
-    std::uint64_t hash = 0;
+    std::uint32_t key = 0;
     std::uint32_t record = kNotFound;
   };
+  static std::uint32_t KeyOf(std::uint64_t hash) { return static_cast<std::uint32_t>(hash >> 32); }
   void Grow(std::size_t slots);
+  void Put(const Slot& slot);
 
   std::vector<Slot> slots_;  // a power of two
   std::size_t used_ = 0;

@@ -57,12 +57,15 @@ TEST(AddressSet, FindsWhatWasAdded) {
 
 TEST(AddressSet, AsksAboutEveryRecordWithTheSameNumber) {
   AddressSet set;
-  set.Add(42, 1);
-  set.Add(42, 2);
-  set.Add(43, 3);
-  EXPECT_EQ(set.Find(42, [](std::uint32_t r) { return r == 2; }), 2U);
-  EXPECT_EQ(set.Find(42, [](std::uint32_t) { return false; }), AddressSet::kNotFound);
-  EXPECT_EQ(set.Find(43, [](std::uint32_t) { return true; }), 3U);
+  constexpr std::uint64_t kOne = std::uint64_t{42} << 32;
+  constexpr std::uint64_t kOther = std::uint64_t{43} << 32;
+  set.Add(kOne, 1);
+  set.Add(kOne, 2);
+  set.Add(kOther, 3);
+  EXPECT_EQ(set.Find(kOne, [](std::uint32_t r) { return r == 2; }), 2U);
+  EXPECT_EQ(set.Find(kOne, [](std::uint32_t) { return false; }), AddressSet::kNotFound);
+  EXPECT_EQ(set.Find(kOther, [](std::uint32_t) { return true; }), 3U);
+}), 3U);
 }
 
 }  // namespace

@@ -56,6 +56,8 @@ class StopOnInterrupt {
 
 std::string DelimiterText(char c) { return c == '\t' ? "tab" : std::string(1, c); }
 std::string QuoteText(char c) { return c == 0 ? "none" : std::string(1, c); }
+// The same within a sentence.
+std::string InQuotes(const std::string& text) { return text.size() == 1 ? "'" + text + "'" : text; }
 
 std::string ShellQuoted(const std::string& text) {
   if (!text.empty() && text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
@@ -112,6 +114,7 @@ class Import {
       const platform::ScopedSystem scope(system);
       const Session session;
       MakePlanFor(GroupShape{});
+      Check(memory.CreateFolders(kDryFolder));
       Table::Create(session, kDryTable, plan_.NewFields(), AddressTag(AddressField()))->Close();
       PrintPlan();
       return PutRows(session, kDryTable);
@@ -140,6 +143,7 @@ class Import {
   }
 
  private:
+  static constexpr const char kDryFolder[] = "/dry";
   static constexpr const char kDryTable[] = "/dry/run.pvg";
 
   std::string AddressField() const { return plan_.columns[plan_.address_column].field; }
@@ -171,8 +175,8 @@ class Import {
     if (options_.json) return;
     std::printf("%s: %llu rows, %s, delimiter %s, quote %s, %s\n", source_.name().c_str(),
                 static_cast<unsigned long long>(row_count_), source_.encoding().name.c_str(),
-                DelimiterText(source_.dialect().delimiter).c_str(),
-                QuoteText(source_.dialect().quote).c_str(),
+                InQuotes(DelimiterText(source_.dialect().delimiter)).c_str(),
+                InQuotes(QuoteText(source_.dialect().quote)).c_str(),
                 source_.has_header() ? "header row" : "no header row");
     std::printf("%s group \"%s\"%s:\n", entry_ == nullptr ? "new" : "into",
                 entry_ == nullptr ? options_.group.c_str() : entry_->name.c_str(),

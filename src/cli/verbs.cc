@@ -11,8 +11,10 @@
 #include "cli/terminal.h"
 #include "platform/system.h"
 #include "pvgroupman/automation/error.h"
+#include "pvgroupman/automation/progid.h"
 #include "pvgroupman/groups/groups.h"
 #include "pvgroupman/support/settings.h"
+#include "pvgroupman/tablestore/database.h"
 
 namespace pv::cli {
 namespace {
@@ -53,6 +55,10 @@ void PrintFailure(const std::string& message) {
 }
 
 int RunAction(const CommonOptions& common, const Action& action) {
+  automation::RegisterClass<support::Settings>("PVGroupMan.Settings");
+  automation::RegisterClass<groups::Groups>("PVGroupMan.Groups");
+  automation::RegisterClass<tablestore::Database>("PVGroupMan.Database");
+  automation::RegisterClass<tablestore::Recipients>("PVGroupMan.Recipients");
   if (!common.data_folder.empty()) {
     automation::MakeObject<support::Settings>()->SetGroupDataFolder(
         AbsolutePath(common.data_folder));
