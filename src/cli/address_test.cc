@@ -65,7 +65,6 @@ TEST(AddressSet, AsksAboutEveryRecordWithTheSameNumber) {
   EXPECT_EQ(set.Find(kOne, [](std::uint32_t r) { return r == 2; }), 2U);
   EXPECT_EQ(set.Find(kOne, [](std::uint32_t) { return false; }), AddressSet::kNotFound);
   EXPECT_EQ(set.Find(kOther, [](std::uint32_t) { return true; }), 3U);
-}), 3U);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "cli/address_tag.h"
 #include "cli/failure.h"
+#include "groups/group_id.h"
 #include "platform/system.h"
 #include "pvgroupman/automation/error.h"
 #include "pvgroupman/support/settings.h"
@@ -86,6 +87,11 @@ const GroupEntry& Catalogue::GetNative(std::string_view group) const {
     throw Failure(kUnavailable,
                   "group \"" + entry.name + "\" is kept elsewhere, not in a table of its own");
   }
+  // A catalogue may come from anywhere: its IDs name files only when they cannot lead elsewhere.
+  const std::string fault = groups::WhyNotInFileNames(entry.id);
+  if (!fault.empty()) {
+    throw Failure(kDamaged, "group \"" + entry.name + "\": the group ID " + fault);
+  }
   return entry;
 }
 
@@ -155,7 +161,7 @@ void Catalogue::Rename(const GroupEntry& entry, const std::string& new_name) {
 void Catalogue::Delete(const GroupEntry& entry) {
   Guarded([&] {
     // Only who has the table alone may delete it under everybody's feet.
-    if (entry.type == groups::GroupType::kPvFormat &&
+    if (entry.type == groups::GroupType::kPvFormat && groups::WhyNotInFileNames(entry.id).empty() &&
         platform::CurrentSystem().files->Stat(entry.table_path()).ok()) {
       const Session session;
       session.IgnoreIndexes();

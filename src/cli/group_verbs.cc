@@ -38,7 +38,7 @@ ExitCode List(const CommonOptions& common) {
     cells[1].Set(CellKind::kNone, "");
     if (entry.type == groups::GroupType::kPvFormat) {
       try {
-        Table table(session, entry.table_path(), Access::kShared);
+        Table table(session, catalogue.GetNative(entry.id).table_path(), Access::kShared);
         cells[1].Set(CellKind::kNumber, std::to_string(CountLive(&table)));
       } catch (const Failure& failure) {
         std::fprintf(stderr, "pvgroup: %s: %s\n", entry.name.c_str(), failure.what());

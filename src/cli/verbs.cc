@@ -11,10 +11,9 @@
 #include "cli/terminal.h"
 #include "platform/system.h"
 #include "pvgroupman/automation/error.h"
-#include "pvgroupman/automation/progid.h"
 #include "pvgroupman/groups/groups.h"
 #include "pvgroupman/support/settings.h"
-#include "pvgroupman/tablestore/database.h"
+#include "server/class_list.h"
 
 namespace pv::cli {
 namespace {
@@ -55,10 +54,6 @@ void PrintFailure(const std::string& message) {
 }
 
 int RunAction(const CommonOptions& common, const Action& action) {
-  automation::RegisterClass<support::Settings>("PVGroupMan.Settings");
-  automation::RegisterClass<groups::Groups>("PVGroupMan.Groups");
-  automation::RegisterClass<tablestore::Database>("PVGroupMan.Database");
-  automation::RegisterClass<tablestore::Recipients>("PVGroupMan.Recipients");
   if (!common.data_folder.empty()) {
     automation::MakeObject<support::Settings>()->SetGroupDataFolder(
         AbsolutePath(common.data_folder));
@@ -118,6 +113,7 @@ std::string AbsolutePath(const std::string& path) {
 }
 
 int RunCommandLine(int argc, char** argv) {
+  server::RegisterPublicClasses();
   CommonOptions common;
   Action action;
   CLI::App app(kDescription, "pvgroup");
