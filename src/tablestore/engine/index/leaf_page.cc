@@ -174,31 +174,34 @@ bool InsertIntoLeaf(std::uint8_t* page, LeafHead* head, std::size_t key_length,
           : std::min({std::size_t{slot.common_previous}, std::size_t{slot.previous_trim}, trim,
                       std::size_t{layout.dup_mask}});
   const std::size_t stored = trim - dup;
-  const bool has_next = slot.index < head->count;
-  std::size_t next_dup = 0;
-  std::size_t saved = 0;  // bytes that the next key need not store any more
-  if (has_next) {
-    next_dup = std::max<std::size_t>(
-        slot.next.dup, std::min({std::size_t{slot.common_next}, trim, std::size_t{slot.next.trim},
-                                 std::size_t{layout.dup_mask}}));
-    saved = next_dup - slot.next.dup;
-  }
   const std::size_t entries_end = kLeafHeader + head->count * size;
   const std::size_t room = slot.bottom - entries_end;
-  if (size + stored > room + saved) return false;
-
-  const std::size_t new_bottom = slot.bottom + saved - stored;
-  if (has_next) {
-    const std::size_t next_offset = slot.previous_offset - slot.next.stored();
-    if (stored != saved) {
+  const LeafEntry& next = slot.next;
+  std::size_t new_bottom = slot.bottom - stored;
+  if (slot.index == head->count) {
+    if (size + stored > room) return false;
+  } else {
+    // The next key mostly stores fewer bytes now. It stores more when it shared blanks in its
+    // middle with the key before, which are trailing ones of the new key.
+    const std::size_t next_dup = std::min({std::size_t{slot.common_next}, trim,
+                                           std::size_t{next.trim}, std::size_t{layout.dup_mask}});
+    const std::size_t next_stored = next.trim - next_dup;
+    if (size + stored + next_stored > room + next.stored()) return false;
+    new_bottom = slot.bottom + next.stored() - next_stored - stored;
+    const std::size_t next_offset = slot.previous_offset - next.stored();
+    const std::size_t kept = std::min<std::size_t>(next_stored, next.stored());
+    // Far keys first when they make room, last when they close up.
+    const std::size_t next_end = slot.previous_offset - stored;
+    const auto move_far = [&] {
       std::memmove(page + new_bottom, page + slot.bottom, next_offset - slot.bottom);
-    }
-    // What the next key keeps, right below the new key's bytes.
-    std::memmove(page + slot.previous_offset - stored - (slot.next.stored() - saved),
-                 page + next_offset + saved, slot.next.stored() - saved);
+    };
+    if (new_bottom < slot.bottom) move_far();
+    std::memmove(page + next_end - kept, page + slot.previous_offset - kept, kept);
+    if (new_bottom > slot.bottom) move_far();
+    std::memcpy(page + next_end - next_stored, target.key + next_dup, next_stored - kept);
     std::uint8_t* const at = page + kLeafHeader + slot.index * size;
     std::memmove(at + size, at, (head->count - slot.index) * size);
-    StoreEntry(at + size, layout, slot.next.record, next_dup, key_length - slot.next.trim);
+    StoreEntry(at + size, layout, next.record, next_dup, key_length - next.trim);
   }
   StoreEntry(page + kLeafHeader + slot.index * size, layout, target.record, dup, trail);
   std::memcpy(page + slot.previous_offset - stored, target.key + dup, stored);

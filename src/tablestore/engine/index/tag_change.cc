@@ -225,7 +225,7 @@ Status TagTree::RewriteLeaf(const LeafTarget& target, bool insert) {
     const LeafEntry entry = EntryAt(page, head.layout, key_length_, i);
     std::uint32_t dup = entry.dup;
     if (i == after && insert) {
-      dup = std::max(dup, std::min({slot.common_next, target.trim, entry.trim}));
+      dup = std::min({slot.common_next, target.trim, entry.trim});
     } else if (i == after) {
       dup = std::min(dup, slot.next.dup);
     }
