@@ -82,6 +82,14 @@ bool Value::IsNumeric() const noexcept {
   }
 }
 
+void Value::AssignText(std::string_view text) {
+  if (auto* held = std::get_if<std::string>(&data_)) {
+    held->assign(text);
+  } else {
+    data_.emplace<std::string>(text);
+  }
+}
+
 std::int16_t Value::ToI2() const {
   if (const auto* v = TryGet<std::int16_t>()) return *v;
   return RoundTo<std::int16_t>(ToI4());

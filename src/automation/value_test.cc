@@ -135,6 +135,18 @@ TEST(Value, CopyingKeepsTheOriginal) {
   EXPECT_EQ(a, Value(1));
 }
 
+TEST(Value, AssignTextReplacesAnySubtype) {
+  Value v(7);
+  v.AssignText("a");
+  EXPECT_EQ(v, Value("a"));
+  const std::string longer(100, 'x');
+  v.AssignText(longer);
+  const char* const memory = v.TryGet<std::string>()->data();
+  v.AssignText(std::string_view(longer).substr(0, 50));
+  EXPECT_EQ(v, Value(std::string(50, 'x')));
+  EXPECT_EQ(v.TryGet<std::string>()->data(), memory) << "the memory is used again";
+}
+
 TEST(Value, ValuesEqualComparesAsAutomationDoes) {
   EXPECT_TRUE(ValuesEqual(Value(1), Value(1.0)));
   EXPECT_TRUE(ValuesEqual(Value(true), Value(std::int16_t{-1})));

@@ -58,8 +58,10 @@ std::string FieldText(engine::Handle field, const CodePage& page) {
   return Decoded(FieldView(field), page);
 }
 
-std::string FieldTextTrimmed(engine::Handle field, const CodePage& page) {
-  return Decoded(TrimRight(FieldView(field)), page);
+std::string_view FieldBytesTrimmed(engine::Handle field, std::int32_t width) {
+  const std::uint8_t* const bytes = engine::f4ptr(field);
+  if (bytes == nullptr) return {};
+  return TrimRight({reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(width)});
 }
 
 std::string FieldDateTime(engine::Handle field) { return EngineText(engine::f4dateTime(field)); }

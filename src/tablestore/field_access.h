@@ -34,8 +34,9 @@ std::string FieldName(engine::Handle field, const CodePage& page);
 // The field's text over its full width, trailing blanks kept.
 std::string FieldText(engine::Handle field, const CodePage& page);
 
-// The same without trailing blanks, and without the copy that holds them.
-std::string FieldTextTrimmed(engine::Handle field, const CodePage& page);
+// The field's bytes without trailing blanks, where the engine has them: valid until its next
+// operation. `width` is the field's f4len_v.
+std::string_view FieldBytesTrimmed(engine::Handle field, std::int32_t width);
 
 // A date-time field as yyyymmddhh:mm:ss; blanks when it is empty.
 std::string FieldDateTime(engine::Handle field);

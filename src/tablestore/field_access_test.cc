@@ -39,7 +39,7 @@ TEST_F(FieldAccessTest, NullPointersGiveNothing) {
   const engine::Handle no_field = 0;
   EXPECT_EQ(FieldName(no_field, *page_), "");
   EXPECT_EQ(FieldText(no_field, *page_), "");
-  EXPECT_EQ(FieldTextTrimmed(no_field, *page_), "");
+  EXPECT_EQ(FieldBytesTrimmed(no_field, 10), "");
   EXPECT_EQ(FieldDateTime(no_field), "");
   EXPECT_EQ(FieldUnicode(no_field), "");
   EXPECT_EQ(MemoText(no_field, *page_), "");
@@ -58,7 +58,7 @@ TEST_F(FieldAccessTest, FieldNameIsUpperCase) {
 TEST_F(FieldAccessTest, FieldTextKeepsItsTrailingBlanks) {
   const engine::Handle field = FieldOf(FieldType::kCharacter, 5, " é");
   EXPECT_EQ(FieldText(field, *page_), " é   ");
-  EXPECT_EQ(FieldTextTrimmed(field, *page_), " é");
+  EXPECT_EQ(FieldBytesTrimmed(field, 5), " \xE9");
 }
 
 TEST_F(FieldAccessTest, DateTextHasEightDigits) {

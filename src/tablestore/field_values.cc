@@ -87,48 +87,70 @@ bool IsKnownLetter(char letter) {
   return std::string_view("CWZYDTBFGILMXN").find(letter) != std::string_view::npos && letter != 0;
 }
 
-Value ReadField(engine::Handle session, engine::Handle field, char letter, const CodePage& page) {
-  if (engine::f4null(field) != 0) return Value::Null();
-  switch (letter) {
-    case 'C':
-      return FieldTextTrimmed(field, page);
+void ReadField(engine::Handle session, const RecordView::Column& column, const CodePage& page,
+               Value* value) {
+  const engine::Handle field = column.field;
+  if (engine::f4null(field) != 0) {
+    *value = Value::Null();
+    return;
+  }
+  switch (column.letter) {
+    case 'C': {
+      const std::string_view bytes = FieldBytesTrimmed(field, column.width);
+      if (IsAscii(bytes)) {
+        value->AssignText(bytes);
+      } else {
+        *value = page.Decode(bytes);
+      }
+      break;
+    }
     case 'W':
-      return FieldUnicode(field);
+      *value = FieldUnicode(field);
+      break;
     case 'N':
     case 'B':
     case 'F':
-      return engine::f4double(field);
+      *value = engine::f4double(field);
+      break;
     case 'I':
-      return engine::f4long(field);
+      *value = engine::f4long(field);
+      break;
     case 'Y':
-      return Currency{engine::f4currency(field)};
+      *value = Currency{engine::f4currency(field)};
+      break;
     case 'L':
-      return engine::f4true(field) != 0;
+      *value = engine::f4true(field) != 0;
+      break;
     case 'D':
-      return ReadDate(field);
+      *value = ReadDate(field);
+      break;
     case 'T':
-      return ReadDateTime(field);
+      *value = ReadDateTime(field);
+      break;
     case 'M':
     case 'X':
-      return ReadMemo(session, field, page);
+      *value = ReadMemo(session, field, page);
+      break;
     case 'Z':
     case 'G':
-      return FieldText(field, page);
+      *value = FieldText(field, page);
+      break;
     default: {
       std::string text = Text(kTextUnknownType);
-      text.replace(text.find("%s"), 2, 1, letter);
+      text.replace(text.find("%s"), 2, 1, column.letter);
       throw automation::Error(kErrUnknownType, "ReadRecordBuffer", text);
     }
   }
 }
 
-void StoreField(engine::Handle field, char letter, const Value& value, const CodePage& page) {
+void StoreField(const RecordView::Column& column, const Value& value, const CodePage& page) {
+  const engine::Handle field = column.field;
   if (value.IsNull()) {
     engine::f4assignNull(field);
     if (engine::f4null(field) != 0) return;
   }
   std::string buffer;
-  switch (letter) {
+  switch (column.letter) {
     case 'C':
     case 'B':
     case 'Z':
@@ -165,8 +187,9 @@ void StoreField(engine::Handle field, char letter, const Value& value, const Cod
       break;
     }
     default:
-      throw automation::Error(kErrUnknownType, "Update",
-                              std::string("Unhandled type : ") + letter + " in Update method.");
+      throw automation::Error(
+          kErrUnknownType, "Update",
+          std::string("Unhandled type : ") + column.letter + " in Update method.");
   }
 }
 

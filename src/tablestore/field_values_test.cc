@@ -231,9 +231,12 @@ TEST_F(FieldValuesTest, UnknownLetterFailsInReadingAndWriting) {
   EXPECT_FALSE(IsKnownLetter('V'));
   EXPECT_FALSE(IsKnownLetter('\0'));
   const auto page = CodePage::Windows1252();
-  ExpectError(ErrorFrom([&] { (void)ReadField(0, 0, 'V', *page); }), 2404, "ReadRecordBuffer",
+  RecordView::Column column;
+  column.letter = 'V';
+  Value value;
+  ExpectError(ErrorFrom([&] { ReadField(0, column, *page, &value); }), 2404, "ReadRecordBuffer",
               "Data type not handled <V> in RecordBuffer.");
-  ExpectError(ErrorFrom([&] { StoreField(0, 'V', Value("x"), *page); }), 2404, "Update",
+  ExpectError(ErrorFrom([&] { StoreField(column, Value("x"), *page); }), 2404, "Update",
               "Unhandled type : V in Update method.");
 }
 

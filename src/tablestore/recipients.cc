@@ -116,7 +116,7 @@ Value Recipients::Update() {
     for (std::size_t i = 0; i < columns.size(); ++i) {
       const Value* const value = view.Pending(static_cast<std::int32_t>(i), cursor.adding);
       if (value == nullptr) continue;
-      StoreField(columns[i].field, columns[i].letter, *value, view.page());
+      StoreField(columns[i], *value, view.page());
     }
     // A value that a field cannot hold must not leave the rest of the record behind.
     cursor.RaisePending();

@@ -26,6 +26,7 @@ RecordView::RecordView(engine::Handle session, engine::Handle table, automation:
     Column column;
     column.field = engine::d4fieldJ(table, j);
     column.letter = static_cast<char>(engine::f4type(column.field));
+    column.width = engine::f4len_v(column.field);
     column.name = FieldName(column.field, *page_);
     if (!IsKnownLetter(column.letter) && unknown_letter_ == 0) unknown_letter_ = column.letter;
     ordinals_.emplace(column.name, j - 1);
@@ -54,8 +55,13 @@ RecordView::~RecordView() {
 
 std::int32_t RecordView::OrdinalOf(std::string_view name) const {
   if (shows_ == Shows::kNothing) return -1;
+  for (std::size_t i = last_found_; i < columns_.size() && i < last_found_ + 2; ++i) {
+    if (columns_[i].name == name) return static_cast<std::int32_t>(last_found_ = i);
+  }
   const auto at = ordinals_.find(name);
-  return at == ordinals_.end() ? -1 : at->second;
+  if (at == ordinals_.end()) return -1;
+  last_found_ = static_cast<std::size_t>(at->second);
+  return at->second;
 }
 
 const automation::Ref<Field>& RecordView::FieldAt(std::int32_t ordinal) {
@@ -75,12 +81,13 @@ const automation::Ref<Field>& RecordView::FieldAt(std::int32_t ordinal) {
 }
 
 const automation::Value& RecordView::ValueOf(const Field& field) const {
-  if (field.decoded_ != epoch_) {
-    field.value_ = shows_ == Shows::kRecord
-                       ? Decode(columns_[static_cast<std::size_t>(field.ordinal_)])
-                       : automation::Value();
-    field.decoded_ = epoch_;
+  if (field.decoded_ == epoch_) return field.value_;
+  if (shows_ == Shows::kRecord) {
+    ReadField(session_, columns_[static_cast<std::size_t>(field.ordinal_)], *page_, &field.value_);
+  } else {
+    field.value_ = {};
   }
+  field.decoded_ = epoch_;
   return field.value_;
 }
 
@@ -88,10 +95,6 @@ void RecordView::Assign(Field& field, const automation::Value& value) {
   field.value_ = value;
   field.decoded_ = epoch_;
   field.assigned_ = epoch_;
-}
-
-automation::Value RecordView::Decode(const Column& column) const {
-  return ReadField(session_, column.field, column.letter, *page_);
 }
 
 // A field that the host holds keeps its value; one that cannot be read any more is left Empty, as

@@ -27,6 +27,7 @@ class RecordView {
   struct Column {
     engine::Handle field = 0;
     char letter = 0;
+    std::int32_t width = 0;  // bytes
     std::string name;
   };
 
@@ -89,7 +90,6 @@ class RecordView {
   const automation::Value& ValueOf(const Field& field) const;
   void Assign(Field& field, const automation::Value& value);
 
-  automation::Value Decode(const Column& column) const;
   void LetGo(Field& field);
   void Keep();
   void Connect();
@@ -101,6 +101,7 @@ class RecordView {
   std::shared_ptr<const CodePage> page_;
   std::vector<Column> columns_;
   automation::TextKeyMap<std::int32_t> ordinals_;
+  mutable std::size_t last_found_ = 0;  // ordinal; hosts read the same few fields again and again
   char unknown_letter_ = 0;
   Shows shows_ = Shows::kNothing;
   std::uint64_t epoch_ = 1;  // grows with each record: what was decoded or set before is void
@@ -114,13 +115,14 @@ class RecordView {
   RecordView* previous_ = nullptr;
 };
 
-// The value of a field whose type has this letter; error kErrUnknownType for an unknown letter.
-automation::Value ReadField(engine::Handle session, engine::Handle field, char letter,
-                            const CodePage& page);
+// Reads the value of a field of the current record into `value`, whose memory is used again; error
+// kErrUnknownType for an unknown letter.
+void ReadField(engine::Handle session, const RecordView::Column& column, const CodePage& page,
+               automation::Value* value);
 
-// Stores a value in a field whose type has this letter. A value that the field cannot hold leaves
-// its code pending in the session; one that has no such conversion is an error 13 or 6.
-void StoreField(engine::Handle field, char letter, const automation::Value& value,
+// Stores a value in a field of the record buffer. One that the field cannot hold leaves its code
+// pending in the session; one that has no such conversion is an error 13 or 6.
+void StoreField(const RecordView::Column& column, const automation::Value& value,
                 const CodePage& page);
 
 // True for the letters that ReadField knows; StoreField knows the same.

@@ -111,6 +111,9 @@ class PV_API Value {
     return std::get_if<T>(&data_);
   }
 
+  // Makes the value this text, in the memory of the text that it held where there is any.
+  void AssignText(std::string_view text);
+
   // Conversions. Fractions are rounded to the nearest whole number, halves to the even one; true
   // is -1; Empty is 0, false and ""; text is read as a decimal number, hexadecimal "&H1F", or
   // for dates as below.
