@@ -50,9 +50,10 @@ FieldStruct FieldOf(const tablestore::FieldDef& def) {
       field.Length = 1;
       return field;
   }
-  std::string text = tablestore::Text(tablestore::kTextUnsupportedType);
-  text.replace(text.find("%s"), 2, std::to_string(static_cast<std::int32_t>(def.GetType())));
-  throw automation::Error(kErrUnsupportedFieldType, kCreateGroup, text);
+  throw automation::Error(
+      kErrUnsupportedFieldType, kCreateGroup,
+      tablestore::Text(tablestore::kTextUnsupportedType,
+                       std::to_string(static_cast<std::int32_t>(def.GetType()))));
 }
 
 void RemoveIfThere(const std::string& file) {

@@ -95,6 +95,23 @@ TEST_F(LogTest, FileThatCannotBeRolledOverEndsTheCallQuietly) {
   EXPECT_EQ(machine_.files.Get(kFile).size(), 70'000U);
 }
 
+TEST_F(LogTest, WriterOfAnotherProcessIsWaitedFor) {
+  OpenLog(kFile, 3);
+  auto other = machine_.files.Open(kFile, {});
+  ASSERT_TRUE(other.ok());
+  ASSERT_TRUE((*other)->TryLock(0x7FFFFFFE, 1, platform::LockKind::kExclusive).ok());
+  int pauses = 0;
+  machine_.files.SetHook(platform::Call::kSleep, [&](platform::Call, const std::string&) {
+    if (++pauses != 2) return;
+    const std::string line = "theirs\n";
+    EXPECT_TRUE((*other)->Write((*other)->Size().value(), line.data(), line.size()).ok());
+    EXPECT_TRUE((*other)->Unlock(0x7FFFFFFE, 1).ok());
+  });
+  Log("", "ours", 1);
+  machine_.files.SetHook(platform::Call::kSleep, {});
+  EXPECT_EQ(machine_.files.Get(kFile), std::string(kHeading) + "theirs\nours\n");
+}
+
 TEST_F(LogTest, FileIsNotHeldOpenBetweenLines) {
   OpenLog(kFile, 3);
   Log("a", "b", 1);

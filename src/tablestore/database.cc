@@ -77,11 +77,6 @@ void ApplyAccessMode(engine::Handle session, const std::optional<AccessModeType>
   if (number >= 0 && number <= 2) engine::code4accessMode(session, number);
 }
 
-void RaisePending(engine::Handle session) {
-  const std::int32_t code = engine::code4errorCode(session, 0);
-  if (code < 0) throw Error(code, {}, EngineErrorText(session, code));
-}
-
 // Puts the session's safety setting back when it dies.
 class SafetyOn {
  public:
@@ -185,7 +180,7 @@ automation::Ref<Recipients> Database::CreateTable(const std::string& Path, const
       engine::code4errorCode(session_, 0);
       const engine::Handle created = engine::d4create(session_, FileName(Path, Name), fields, tags);
       LogSessionNotices(session_, "CreateTable");
-      RaisePending(session_);
+      RaisePendingError(session_);
       return created;
     }));
     if (table.get() == 0) throw Error(kErrOpenFailed, {}, Text(kTextOpenFailed));
@@ -219,7 +214,7 @@ automation::Ref<Recipients> Database::OpenTable(const std::string& Path, const s
     engine::code4errorCode(session_, 0);
     TableHolder table(engine::d4open(session_, FileName(Path, Name)));
     LogSessionNotices(session_, "OpenTable");
-    RaisePending(session_);
+    RaisePendingError(session_);
     if (table.get() == 0) throw Error(kErrOpenFailed, {}, Text(kTextOpenFailed));
     return CursorOver(session_, &table, Index);
   });
@@ -241,12 +236,12 @@ bool Database::CompactTable(const std::string& Path, const std::string& Name) {
     LogSessionNotices(session_, "CompactTable");
     if (packed == engine::kUniqueKey) throw Error(packed, {}, Text(kTextCompactDuplicate));
     if (packed == engine::kLocked) throw Error(packed, {}, Text(kTextCompactLocked));
-    RaisePending(session_);
+    RaisePendingError(session_);
     if (packed != engine::kSuccess) {
       throw Error(packed < 0 ? packed : std::int32_t{kErrCompactFailed}, {},
                   Text(kTextCompactFailed));
     }
-    if (engine::d4close(table.Release()) != engine::kSuccess) RaisePending(session_);
+    if (engine::d4close(table.Release()) != engine::kSuccess) RaisePendingError(session_);
     return true;
   });
 }

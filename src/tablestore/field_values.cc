@@ -87,6 +87,11 @@ bool IsKnownLetter(char letter) {
   return std::string_view("CWZYDTBFGILMXN").find(letter) != std::string_view::npos && letter != 0;
 }
 
+void RaiseUnknownLetter(char letter) {
+  throw automation::Error(kErrUnknownType, "ReadRecordBuffer",
+                          Text(kTextUnknownType, std::string_view(&letter, 1)));
+}
+
 void ReadField(engine::Handle session, const RecordView::Column& column, const CodePage& page,
                Value* value) {
   const engine::Handle field = column.field;
@@ -135,11 +140,8 @@ void ReadField(engine::Handle session, const RecordView::Column& column, const C
     case 'G':
       *value = FieldText(field, page);
       break;
-    default: {
-      std::string text = Text(kTextUnknownType);
-      text.replace(text.find("%s"), 2, 1, column.letter);
-      throw automation::Error(kErrUnknownType, "ReadRecordBuffer", text);
-    }
+    default:
+      RaiseUnknownLetter(column.letter);
   }
 }
 

@@ -17,6 +17,11 @@ void LogSessionNotices(engine::Handle session, const char* label) {
   }
 }
 
+void RaisePendingError(engine::Handle session) {
+  const std::int32_t code = engine::code4errorCode(session, 0);
+  if (code < 0) throw Error(code, {}, EngineErrorText(session, code));
+}
+
 void Recipients::Impl::RequireOpen() const {
   if (session == 0 || table == 0) throw Error(kErrNotOpen, {}, Text(kTextNotOpen));
 }
@@ -44,11 +49,6 @@ void Recipients::Impl::RaiseOther(std::int32_t code, ResourceString text, bool e
   std::string description = Text(text);
   if (engine_text && code < 0) description = EngineErrorText(session, code);
   throw Error(code, {}, description);
-}
-
-void Recipients::Impl::RaisePending() const {
-  const std::int32_t code = engine::code4errorCode(session, 0);
-  if (code < 0) throw Error(code, {}, EngineErrorText(session, code));
 }
 
 void Recipients::Impl::LogNotices(const char* label) const {

@@ -14,6 +14,12 @@
 
 namespace pv::tablestore {
 
+// Throws a session's pending error, if it is a negative code.
+void RaisePendingError(engine::Handle session);
+
+// Writes the notices of a session to the log.
+void LogSessionNotices(engine::Handle session, const char* label);
+
 class Recipients::Impl {
  public:
   // Error 2400 unless there is a session and a table.
@@ -33,8 +39,8 @@ class Recipients::Impl {
   // message when the code is negative and `engine_text` says so.
   [[noreturn]] void RaiseOther(std::int32_t code, ResourceString text, bool engine_text) const;
 
-  // Throws the engine's pending error, if it is a negative code.
-  void RaisePending() const;
+  // As the function below, for the cursor's session.
+  void RaisePending() const { RaisePendingError(session); }
 
   // Writes what happened inside the engine to the log, where there is one.
   void LogNotices(const char* label) const;
@@ -45,9 +51,6 @@ class Recipients::Impl {
   automation::Ref<Fields> fields;  // made when first asked for
   std::unique_ptr<RecordView> view;
 };
-
-// Writes the notices of a session to the log.
-void LogSessionNotices(engine::Handle session, const char* label);
 
 }  // namespace pv::tablestore
 

@@ -137,9 +137,7 @@ void RecordView::Clear() {
 
 void RecordView::Show(Shows what) {
   if (what == Shows::kRecord && unknown_letter_ != 0) {
-    std::string text = Text(kTextUnknownType);
-    text.replace(text.find("%s"), 2, 1, unknown_letter_);
-    throw automation::Error(kErrUnknownType, "ReadRecordBuffer", text);
+    RaiseUnknownLetter(unknown_letter_);
   }
   shows_ = what;
 }

@@ -125,6 +125,9 @@ void ReadField(engine::Handle session, const RecordView::Column& column, const C
 void StoreField(const RecordView::Column& column, const automation::Value& value,
                 const CodePage& page);
 
+// Throws error kErrUnknownType for a letter that cannot be read.
+[[noreturn]] void RaiseUnknownLetter(char letter);
+
 // True for the letters that ReadField knows; StoreField knows the same.
 bool IsKnownLetter(char letter);
 

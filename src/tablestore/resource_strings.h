@@ -3,6 +3,8 @@
 #define PV_TABLESTORE_RESOURCE_STRINGS_H_
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 namespace pv::tablestore {
 
@@ -55,6 +57,12 @@ constexpr const char* Text(ResourceString string) {
 #undef PV_RESOURCE_STRING_CASE
   }
   return "";
+}
+
+// The text of a number with `what` in place of its "%s".
+inline std::string Text(ResourceString string, std::string_view what) {
+  std::string text = Text(string);
+  return text.replace(text.find("%s"), 2, what);
 }
 
 // Error numbers that the component gives to its own failures in this layer.
