@@ -8,6 +8,7 @@
 #include "base/text.h"
 #include "tablestore/engine/error_codes.h"
 #include "tablestore/engine/handles.h"
+#include "tablestore/engine/repair.h"
 #include "tablestore/engine/session.h"
 #include "tablestore/engine/table.h"
 
@@ -306,6 +307,13 @@ void date4assignLow(char* buffer9, std::int32_t julian, std::int32_t) {
 TableInfo d4info(Handle handle) {
   Table* const table = FindTable(handle);
   return table == nullptr ? TableInfo() : table->Info();
+}
+
+std::int32_t d4repair(Handle handle, std::string_view name, std::string_view new_name,
+                      RepairReport* report) {
+  Session* const session = FindSession(handle);
+  if (session == nullptr) return kErrBadHandle;
+  return session->Fail(RepairTable(session, std::string(name), std::string(new_name), report));
 }
 
 TableCheck d4check(Handle handle) {

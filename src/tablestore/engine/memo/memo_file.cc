@@ -38,6 +38,10 @@ Result<std::unique_ptr<MemoFile>> MemoFile::Open(platform::File* file) {
   return std::unique_ptr<MemoFile>(new MemoFile(file, block_size));
 }
 
+std::unique_ptr<MemoFile> MemoFile::Assume(platform::File* file, std::uint16_t block_size) {
+  return std::unique_ptr<MemoFile>(new MemoFile(file, block_size));
+}
+
 std::uint32_t MemoFile::BlocksFor(std::uint64_t text_length) const {
   return static_cast<std::uint32_t>((text_length + kMemoEntryHeader + block_size_ - 1) /
                                     block_size_);

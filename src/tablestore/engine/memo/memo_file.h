@@ -40,6 +40,9 @@ class MemoFile {
   // Checks the header. `file` must outlive the result.
   static Result<std::unique_ptr<MemoFile>> Open(platform::File* file);
 
+  // The same without looking at the header: for a file whose header is damaged.
+  static std::unique_ptr<MemoFile> Assume(platform::File* file, std::uint16_t block_size);
+
   std::uint32_t block_size() const { return block_size_; }
   platform::File* file() { return file_; }
 
