@@ -172,6 +172,7 @@ class Table {
   // table_navigate.cc
   std::int32_t LandOn(const TagPosition& position, bool forward);
   std::int32_t LandOnRecord(std::uint32_t record);
+  std::int32_t GoToEnd(bool first);
   std::int32_t SkipInTag(std::int32_t count);
   std::int32_t SkipNaturally(std::int32_t count);
   std::int32_t SeekKey(std::string_view text, bool after_current);

@@ -51,37 +51,17 @@ std::int32_t Table::LandOn(const TagPosition& position, bool forward) {
                          kErrIndexDamaged});
 }
 
-std::int32_t Table::Top() {
-  empty_ = false;
-  std::int32_t code = kEndOfFile;
-  if (selected_ >= 0) {
-    platform::RangeLock lock;
-    Status s = LockIndex(platform::LockKind::kShared, false, &lock);
-    if (s.ok()) s = selected().tag->First(&position_);
-    lock.Release();
-    if (!s.ok()) {
-      LeaveRecord(Place::kEof);
-      return session_->Fail(s, true);
-    }
-    code = LandOn(position_, true);
-  } else {
-    code = LandOnRecord(1);
-    if (code == kNoEntry) code = kEndOfFile;
-  }
-  if (code == kEndOfFile) {
-    LeaveRecord(Place::kEof);
-    empty_ = true;
-  }
-  return code;
-}
+std::int32_t Table::Top() { return GoToEnd(true); }
+std::int32_t Table::Bottom() { return GoToEnd(false); }
 
-std::int32_t Table::Bottom() {
+std::int32_t Table::GoToEnd(bool first) {
   empty_ = false;
   std::int32_t code = kEndOfFile;
   if (selected_ >= 0) {
     platform::RangeLock lock;
     Status s = LockIndex(platform::LockKind::kShared, false, &lock);
-    if (s.ok()) s = selected().tag->Last(&position_);
+    Tag* const tag = selected().tag;
+    if (s.ok()) s = first ? tag->First(&position_) : tag->Last(&position_);
     lock.Release();
     if (!s.ok()) {
       LeaveRecord(Place::kEof);
@@ -91,7 +71,7 @@ std::int32_t Table::Bottom() {
   } else {
     auto count = RecordCount();
     if (!count.ok()) return session_->Fail(count.status());
-    code = *count == 0 ? std::int32_t{kEndOfFile} : LandOnRecord(*count);
+    if (*count != 0) code = LandOnRecord(first ? 1 : *count);
   }
   if (code == kEndOfFile) {
     LeaveRecord(Place::kEof);
