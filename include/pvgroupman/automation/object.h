@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "pvgroupman/automation/api.h"
+#include "pvgroupman/automation/error.h"
 
 namespace pv::automation {
 
