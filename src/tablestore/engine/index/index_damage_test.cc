@@ -227,6 +227,23 @@ TEST(IndexDamageTest, FindingsNameFileTagAndPage) {
     EXPECT_THAT(findings, Contains(HasSubstr("/t.cdx: tag LONG: the page at ")));
     EXPECT_THAT(open.tag(1)->Verify(), IsEmpty());
   }
+  // Leaves that do not know each other stop a walk.
+  const std::size_t second = LoadLe32(bytes.data() + leaf + 8);
+  for (const bool forward : {true, false}) {
+    MemoryFileSystem files;
+    std::string damaged = bytes;
+    StoreLe32(damaged.data() + (forward ? second + 4 : leaf + 8), 1024);
+    files.Put(kIndexPath, damaged);
+    const OpenIndex open = OpenAt(&files, Tags());
+    TagPosition position;
+    Status status = forward ? open.tag(0)->First(&position) : open.tag(0)->Last(&position);
+    while (status.ok() && position.on_entry()) {
+      status = forward ? open.tag(0)->Next(&position) : open.tag(0)->Previous(&position);
+    }
+    EXPECT_EQ(status.code(), StatusCode::kCorrupt);
+    EXPECT_THAT(status.message(), HasSubstr(forward ? "its left neighbour is not the page before"
+                                                    : "its right neighbour is not the page after"));
+  }
   // A child that leads back up: a ring.
   MemoryFileSystem files;
   std::string ring = bytes;

@@ -1,6 +1,7 @@
 #include "tablestore/engine/index/index_file.h"
 
 #include <algorithm>
+#include <random>
 
 #include "base/bytes.h"
 #include "tablestore/engine/error_codes.h"
@@ -508,13 +509,13 @@ TEST_F(IndexFileTest, ReservedPagesInUseAreNotFreed) {
 
 TEST_F(IndexFileTest, AForeignFreeListIsNotTrusted) {
   const std::vector<TagDefinition> tags = {MakeTag("NAME", 20)};
-  std::vector<Entry> entries = Numbered(100, 20);
-  for (const std::uint32_t head : {2560U, 0xFFFFFFFFU, 12345U, 0x40000000U, 1024U}) {
+  std::vector<Entry> entries = Numbered(400, 20);
+  for (const std::uint32_t head : {2560U, 0xFFFFFFFFU, 12345U, 0x40000000U, 1024U, 1536U}) {
     platform::MemoryFileSystem files;
     {
       const OpenIndex open = CreateAt(&files, tags);
       std::uint8_t bytes[4];
-      StoreLe32(bytes, head);  // a page in use, none, nonsense, beyond the end, the directory
+      StoreLe32(bytes, head);  // a leaf, none, nonsense, beyond the end, the directory, a header
       PV_ASSERT_OK(open.file->Write(4, bytes, sizeof bytes));
     }
     const OpenIndex open = OpenAt(&files, tags);
@@ -546,6 +547,100 @@ TEST_F(IndexFileTest, WidensTheEntriesWhenRecordNumbersGrow) {
   }
   EXPECT_TRUE(std::any_of(model.begin(), model.end(),
                           [](const Entry& e) { return e.second == 0xFFFFFFFF; }));
+}
+
+// Pages that are in the file but not on its free list.
+std::uint64_t UsedPages(const std::string& bytes) {
+  std::uint64_t free = 0;
+  for (std::uint32_t page = LoadLe32(bytes.data() + 4); page != 0;
+       page = LoadLe32(bytes.data() + page)) {
+    ++free;
+  }
+  return bytes.size() / kPageSize - free;
+}
+
+TEST_F(IndexFileTest, GivesBackPagesThatBecomeSparse) {
+  const OpenIndex open = CreateAt(&files_, {MakeTag("NAME", 100)});
+  std::vector<Entry> entries = Numbered(6000, 100);
+  for (Entry& e : entries) std::fill(e.first.begin() + 8, e.first.begin() + 20, 'x');
+  std::shuffle(entries.begin(), entries.end(), std::mt19937(2));
+  Insert(open, open.tag(), entries);
+  const std::uint64_t full = UsedPages(files_.Get(kIndexPath));
+  PV_ASSERT_OK(open.index->BeginChange());
+  while (entries.size() > 300) {
+    ASSERT_TRUE(*open.tag()->Remove(Bytes(entries.back().first), entries.back().second));
+    entries.pop_back();
+  }
+  PV_ASSERT_OK(open.index->EndChange());
+  ExpectHolds(open.tag(), Model(entries.begin(), entries.end()));
+  EXPECT_THAT(open.index->Verify(), IsEmpty());
+  EXPECT_LT(UsedPages(files_.Get(kIndexPath)), full / 6);
+}
+
+// Other programs may leave interior keys that are greater than the last entry below them.
+TEST_F(IndexFileTest, FindsItsWayByInteriorKeysThatAreTooGreat) {
+  constexpr std::size_t kLength = 60;
+  const std::vector<TagDefinition> tags = {MakeTag("NAME", kLength)};
+  std::vector<Entry> entries = Numbered(3000, kLength);
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    // Long shared fronts here, none there.
+    const char* const fronts[] = {"", "a front that very many keys share ", "b"};
+    entries[i].first = Padded(fronts[i % 3] + entries[i].first, kLength);
+  }
+  {
+    const OpenIndex open = CreateAt(&files_, tags);
+    std::vector<Entry> shuffled = entries;
+    std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(3));
+    Insert(open, open.tag(), shuffled);
+  }
+  std::string bytes = files_.Get(kIndexPath);
+  for (std::size_t page = 3072; page < bytes.size(); page += kPageSize) {
+    if ((bytes[page] & 2) != 0) continue;
+    const std::size_t count = LoadLe16(bytes.data() + page + 2);
+    for (std::size_t i = 0; i < count; ++i) {
+      std::string key = bytes.substr(page + 12 + i * (kLength + 8), kLength);
+      key[kLength - 1] = '~';
+      bytes.replace(page + 12 + i * (kLength + 8), kLength, key);
+    }
+  }
+  files_.Put(kIndexPath, bytes);
+  const OpenIndex open = OpenAt(&files_, tags);
+  Model model(entries.begin(), entries.end());
+  EXPECT_FALSE(open.tag()->Verify().empty());
+  EXPECT_EQ(Walk(open.tag()), InOrder(model, tags[0], true));
+  std::mt19937 random(4);
+  for (int step = 0; step < 12'000; ++step) {
+    Entry entry = entries[random() % entries.size()];
+    if (random() % 4 == 0) entry.first[kLength - 1 - random() % 10] = 'p';
+    if (random() % 8 == 0) entry.first[random() % 12] = static_cast<char>('!' + random() % 90);
+    const auto at = model.lower_bound({entry.first, 0});
+    const bool there = at != model.end() && at->first == entry.first;
+    const auto found = open.tag()->FindKey(Bytes(entry.first));
+    ASSERT_TRUE(found.ok()) << found.status().message();
+    ASSERT_EQ(*found != 0, there) << entry.first;
+    TagPosition position;
+    bool equal = false;
+    PV_ASSERT_OK(open.tag()->Seek(Bytes(entry.first), kLength, &position, &equal));
+    ASSERT_EQ(equal, there);
+    ASSERT_EQ(position.on_entry(), at != model.end());
+    if (at != model.end()) {
+      ASSERT_EQ(*at, Entry(KeyAt(*open.tag(), position), position.record()));
+    }
+    if (step % 3 != 0) continue;
+    PV_ASSERT_OK(open.index->BeginChange());
+    if (model.contains(entry)) {
+      const auto removed = open.tag()->Remove(Bytes(entry.first), entry.second);
+      ASSERT_TRUE(removed.ok()) << removed.status().message();
+      ASSERT_TRUE(*removed);
+      model.erase(entry);
+    } else {
+      PV_ASSERT_OK(open.tag()->Insert(Bytes(entry.first), entry.second));
+      model.insert(entry);
+    }
+    PV_ASSERT_OK(open.index->EndChange());
+  }
+  EXPECT_EQ(Walk(open.tag()), InOrder(model, tags[0], true));
+  EXPECT_EQ(Walk(open.tag(), false), InOrder(model, tags[0], false));
 }
 
 TEST_F(IndexFileTest, OtherAttributeBitsMeanNothing) {
