@@ -35,9 +35,10 @@ void AddCheckVerbs(CLI::App* app, CommonOptions* common, Action* action) {
 
   CLI::App* verify = AddVerb(
       app, common, "verify",
-      "Check a group: the record count against the file, the order and content of each tag, every\n"
-      "memo. Names each fault and exits with 1 when there is one, with 5 when the group is too\n"
-      "damaged to be opened.",
+      "Check a group and name each fault.\n\n"
+      "The record count is held against the file, each tag must have every live record once, in\n"
+      "the order of its keys, and every memo must be whole. Exits with 1 when there is a fault,\n"
+      "with 5 when the group is too damaged to be opened.",
       {"verify customers"});
   verify->add_option("GROUP", *group, "The group")->required()->type_name("");
   verify->add_flag("--json", common->json, "Print JSON");

@@ -211,7 +211,8 @@ Status CsvReader::ReadQuoted() {
     if (FeedLine(content, line_end, &error)) break;
     if (error == kNone) continue;
     if (!strict || content[error] != dialect_.quote) {
-      fault_ = RowFault::kAfterQuote;
+      // On a later line this is more likely the opening quote of some other field.
+      fault_ = lines == 1 ? RowFault::kAfterQuote : RowFault::kOpenQuote;
       break;
     }
     strict = false;

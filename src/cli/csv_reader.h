@@ -28,7 +28,7 @@ struct CsvDialect {
 // What keeps a row from being read at all.
 enum class RowFault : std::uint8_t {
   kNone,
-  kOpenQuote,   // a quoted field does not end within kMaxQuotedLines and kMaxQuotedBytes
+  kOpenQuote,   // a quoted field does not end, or not within kMaxQuotedLines and -Bytes
   kAfterQuote,  // text between a closing quote and the next delimiter
   kTooLong,     // one line of more than kMaxRowBytes
 };

@@ -135,6 +135,13 @@ TEST(CsvReader, AQuoteThatNeverClosesCostsOneLineOnly) {
   EXPECT_EQ(rows[3000].line, 3001U);
 }
 
+TEST(CsvReader, AQuoteThatMeetsTheNextQuotedFieldIsTakenForOpen) {
+  const auto rows = ReadRows("a,\"open,b\nc,\"d\",e\n");
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[0].fault, RowFault::kOpenQuote);
+  EXPECT_EQ(rows[1].fields, (Fields{"c", "d", "e"}));
+}
+
 TEST(CsvReader, AQuoteOpenAtTheEndIsAFault) {
   const auto rows = ReadRows("a,b\nlast,\"never closed,\nend");
   ASSERT_EQ(rows.size(), 3U);

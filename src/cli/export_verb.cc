@@ -64,7 +64,7 @@ void AddExportVerb(CLI::App* app, CommonOptions* common, Action* action) {
   verb->add_option("FILE", arguments->file, "The file to write; - or nothing: standard output")
       ->type_name("");
   verb->add_option("--format", arguments->format, "csv, json or ndjson (default csv)")
-      ->check(CLI::IsMember({"csv", "json", "ndjson"}))
+      ->check(CLI::IsMember({"csv", "json", "ndjson"}).description(""))
       ->type_name("FORMAT");
   verb->add_option("--fields", arguments->fields, "Only these fields, in this order")
       ->delimiter(',')

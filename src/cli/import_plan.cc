@@ -69,7 +69,7 @@ class Planner {
   }
 
   void FindAddressColumn() {
-    std::optional<std::size_t> certain, likely, by_content;
+    std::optional<std::size_t> certain, likely, by_content, by_name;
     double best_share = 0.5;
     for (std::size_t i = 0; i < plan_.columns.size(); ++i) {
       if (plan_.columns[i].mapped) {
@@ -82,9 +82,10 @@ class Planner {
       const ColumnStats& s = stats_[i];
       const bool mostly = s.addresses() * 2 >= s.filled();
       bool sure = false;
-      if (IsAddressHeading(plan_.columns[i].heading, &sure) && mostly) {
-        if (sure && !certain) certain = i;
-        if (!sure && s.filled() > 0 && !likely) likely = i;
+      if (IsAddressHeading(plan_.columns[i].heading, &sure)) {
+        if (sure && mostly && !certain) certain = i;
+        if (sure && !by_name) by_name = i;
+        if (!sure && mostly && s.filled() > 0 && !likely) likely = i;
       }
       if (s.filled() == 0) continue;
       const double share = static_cast<double>(s.addresses()) / static_cast<double>(s.filled());
@@ -93,7 +94,8 @@ class Planner {
         by_content = i;
       }
     }
-    const auto found = certain ? certain : likely ? likely : by_content;
+    // Rejected rows that come back may be bad addresses throughout: then the heading alone counts.
+    const auto found = certain ? certain : likely ? likely : by_content ? by_content : by_name;
     if (!found) {
       throw Failure(kUsage, "no column holds e-mail addresses; name it with --map COLUMN=" +
                                 group_.address_field);

@@ -59,6 +59,13 @@ TEST_F(ImportPlanTest, AHeadingWithoutAddressesBelowItDoesNotCount) {
   EXPECT_EQ(plan_.address_column, 1U);
 }
 
+TEST_F(ImportPlanTest, ACertainHeadingIsEnoughWhereNoColumnHoldsAddresses) {
+  Plan({"Name", "E-mail"}, {{"Ann"}, {"not one"}});
+  EXPECT_EQ(plan_.address_column, 1U);
+  Plan({"Contact", "E-mail"}, {{"a@b"}, {"not one"}});
+  EXPECT_EQ(plan_.address_column, 0U);
+}
+
 TEST_F(ImportPlanTest, WithoutAddressesThereIsNoPlan) {
   EXPECT_THROW(Plan({"Name", "City"}, {{"Ann"}, {"Rome"}}), Failure);
 }

@@ -90,7 +90,7 @@ void AddImportVerb(CLI::App* app, CommonOptions* common, Action* action) {
                    "utf-8, utf-16, latin1, windows-1252 and other windows-125x, cp437, cp850")
       ->type_name("NAME");
   verb->add_option("--header", arguments->header, "Whether the first row names the columns")
-      ->check(CLI::IsMember({"yes", "no"}))
+      ->check(CLI::IsMember({"yes", "no"}).description(""))
       ->type_name("yes|no");
   verb->add_option("--map", arguments->mappings,
                    "COLUMN=FIELD puts a column (by heading or number) into a field; for a new "
@@ -99,14 +99,14 @@ void AddImportVerb(CLI::App* app, CommonOptions* common, Action* action) {
       ->expected(1)
       ->take_all();
   verb->add_option("--date-order", arguments->date_order, "How dates like 03/04/2020 are meant")
-      ->check(CLI::IsMember({"dmy", "mdy"}))
+      ->check(CLI::IsMember({"dmy", "mdy"}).description(""))
       ->type_name("dmy|mdy");
   verb->add_option("--decimal", arguments->decimal, "Decimal character of numbers: . or ,")
-      ->check(CLI::IsMember({".", ","}))
+      ->check(CLI::IsMember({".", ","}).description(""))
       ->type_name("C");
   verb->add_option("--on-duplicate", arguments->on_duplicate,
                    "What to do with a row whose address is there: skip (default), update, reject")
-      ->check(CLI::IsMember({"skip", "update", "reject"}))
+      ->check(CLI::IsMember({"skip", "update", "reject"}).description(""))
       ->type_name("ACTION");
   verb->add_flag("--dry-run", options.dry_run, "Do the same work, but write nothing");
   verb->add_option("--rejects", options.rejects, "File for the rejected rows")->type_name("FILE");

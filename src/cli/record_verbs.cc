@@ -95,10 +95,10 @@ void AddShowOptions(CLI::App* verb, CommonOptions* common, ShowArguments* argume
       ->delimiter(',')
       ->type_name("FIELD,...");
   verb->add_option("--limit", arguments->limit, "Print at most this many")
-      ->check(CLI::NonNegativeNumber)
+      ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
       ->type_name("N");
   verb->add_option("--offset", arguments->offset, "Pass over this many first")
-      ->check(CLI::NonNegativeNumber)
+      ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
       ->type_name("N");
   verb->add_flag("--deleted", arguments->deleted,
                  "Show deleted records too, in the order of the file");

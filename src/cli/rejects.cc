@@ -14,12 +14,24 @@ std::string ReasonsPathFor(const std::string& rows_path) {
   return std::string(platform::WithoutExtension(rows_path)) + ".reasons.csv";
 }
 
+// What rejected files are named after: the source, or its source where it is such a file itself.
+std::string StemOf(const std::string& source) {
+  constexpr std::string_view kMiddle = ".rejected.";
+  constexpr std::string_view kEnd = "csv";
+  const std::size_t at = source.rfind(kMiddle);
+  if (at == source.npos || at == 0) return source;
+  std::string_view rest = std::string_view(source).substr(at + kMiddle.size());
+  while (!rest.empty() && rest.front() >= '0' && rest.front() <= '9') rest.remove_prefix(1);
+  if (!rest.empty() && rest.front() == '.') rest.remove_prefix(1);
+  return rest == kEnd ? source.substr(0, at) : source;
+}
+
 }  // namespace
 
 Rejects::Rejects(const ImportSource& source, std::string path, bool replace)
     : source_(source), replace_(replace && !path.empty()) {
   if (path.empty()) {
-    const std::string stem = (source.is_file() ? source.name() : "stdin") + ".rejected";
+    const std::string stem = StemOf(source.is_file() ? source.name() : "stdin") + ".rejected";
     for (int n = 1;; ++n) {
       path = stem + (n == 1 ? "" : "." + std::to_string(n)) + ".csv";
       if (!PathExists(path) && !PathExists(ReasonsPathFor(path))) break;

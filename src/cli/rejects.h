@@ -19,7 +19,8 @@ class Rejects {
  public:
   // `path` is --rejects or "": then the files lie beside the source under its name with
   // ".rejected.csv" and ".rejected.reasons.csv" behind it, and with a number in between when
-  // such files are there already: they may hold somebody's corrections. A path that was given is
+  // such files are there already, as when such a file is imported again: they may hold
+  // somebody's corrections. A path that was given is
   // refused when it exists, unless `replace`.
   Rejects(const ImportSource& source, std::string path, bool replace);
 

@@ -52,6 +52,7 @@ void AddTableVerbs(CLI::App* app, CommonOptions* common, Action* action) {
   CLI::App* tables = app->add_subcommand(
       "table", "Look into any table file of the FoxPro family: info, show, verify");
   tables->require_subcommand(1);
+  tables->footer("Example:\n  pvgroup table show contacts.dbf --tag NAME");
   auto arguments = std::make_shared<TableArguments>();
   const auto file_argument = [arguments](CLI::App* verb) {
     verb->add_option("FILE", arguments->file, "The data file (.dbf or .pvg)")
@@ -80,13 +81,13 @@ void AddTableVerbs(CLI::App* app, CommonOptions* common, Action* action) {
   file_argument(show);
   show->add_option("--tag", arguments->tag, "Walk in the order of this tag")->type_name("TAG");
   show->add_option("--format", arguments->format, "recno, csv or json")
-      ->check(CLI::IsMember({"recno", "csv", "json"}))
+      ->check(CLI::IsMember({"recno", "csv", "json"}).description(""))
       ->type_name("FORMAT");
   show->add_option("--fields", arguments->fields, "Only these fields, in this order")
       ->delimiter(',')
       ->type_name("FIELD,...");
   show->add_option("--limit", arguments->limit, "Print at most this many")
-      ->check(CLI::NonNegativeNumber)
+      ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
       ->type_name("N");
   show->add_flag("--deleted", arguments->deleted, "Show deleted records too");
   AddListFormOptions(show, common);

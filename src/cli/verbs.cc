@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "cli/help_text.h"
 #include "cli/table.h"
 #include "cli/terminal.h"
 #include "platform/system.h"
@@ -118,12 +119,14 @@ int RunCommandLine(int argc, char** argv) {
   Action action;
   CLI::App app(kDescription, "pvgroup");
   app.footer(kFooter);
-  app.get_formatter()->column_width(28);
+  app.formatter(std::make_shared<HelpFormatter>());
   app.set_help_flag("--help,-h", "Print this help");
   app.require_subcommand(1);
-  app.set_version_flag("--version", [] {
-    return "pvgroup " + automation::MakeObject<groups::Groups>()->GetVersion();
-  });
+  app.set_version_flag(
+      "--version",
+      [] { return "pvgroup " + automation::MakeObject<groups::Groups>()->GetVersion(); },
+      "Print the version");
+
   app.add_option("--data", common.data_folder, "Folder that holds the groups")->type_name("FOLDER");
   AddGroupVerbs(&app, &common, &action);
   AddImportVerb(&app, &common, &action);
@@ -132,6 +135,11 @@ int RunCommandLine(int argc, char** argv) {
   AddExportVerb(&app, &common, &action);
   AddCheckVerbs(&app, &common, &action);
   AddTableVerbs(&app, &common, &action);
+  // For tools/make-cli-reference; shown in no help.
+  app.add_subcommand("list-verbs", "")->group("")->callback([&] {
+    for (const std::string& name : VerbNames(app)) std::printf("%s\n", name.c_str());
+    action = [] { return kDone; };
+  });
   try {
     app.parse(argc, argv);
     return RunAction(common, action);

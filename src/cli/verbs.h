@@ -4,7 +4,6 @@
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <functional>
 #include <memory>
 #include <string>
