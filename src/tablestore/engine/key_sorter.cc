@@ -12,9 +12,11 @@ namespace {
 
 constexpr std::size_t kRunBlock = 256 * 1024;
 
-std::uint64_t PrefixOf(const std::uint8_t* key, std::size_t length) {
+// Eight bytes of a key from `depth` on as a number that compares as they do; zeros past its end.
+std::uint64_t WordOf(const std::uint8_t* key, std::size_t length, std::size_t depth) {
+  if (depth + 8 <= length) return LoadBe64(key + depth);
   std::uint8_t bytes[8] = {};
-  std::memcpy(bytes, key, std::min<std::size_t>(length, 8));
+  std::memcpy(bytes, key + depth, length - depth);
   return LoadBe64(bytes);
 }
 
@@ -55,6 +57,16 @@ class RunReader {
 
 }  // namespace
 
+std::uint64_t KeySorter::WordAt(std::uint32_t index, std::size_t depth) const {
+  return WordOf(KeyOf(index), key_length_, depth);
+}
+
+void KeySorter::Expect(std::size_t entries) {
+  const std::size_t most = memory_limit_ / (key_length_ + sizeof(Item)) + 1;
+  keys_.reserve(std::min(entries, most) * key_length_);
+  items_.reserve(std::min(entries, most));
+}
+
 KeySorter::KeySorter(platform::FileSystem* files, std::string run_path, std::size_t key_length,
                      std::size_t memory_limit)
     : files_(files),
@@ -76,19 +88,39 @@ Status KeySorter::Add(const std::uint8_t* key, std::uint32_t record) {
   }
   const auto index = static_cast<std::uint32_t>(items_.size());
   keys_.insert(keys_.end(), key, key + key_length_);
-  items_.push_back({PrefixOf(key, key_length_), index, record});
+  items_.push_back({WordOf(key, key_length_, 0), index, record});
   return {};
 }
 
+// Sorts by eight bytes of the key at a time: comparisons look at one word that lies in the item,
+// and only items that are equal so far have their next word fetched.
 void KeySorter::SortMemory() {
-  std::sort(items_.begin(), items_.end(), [this](const Item& a, const Item& b) {
-    if (a.prefix != b.prefix) return a.prefix < b.prefix;
-    if (key_length_ > 8) {
-      const int order = std::memcmp(KeyOf(a.index) + 8, KeyOf(b.index) + 8, key_length_ - 8);
-      if (order != 0) return order < 0;
+  if (items_.size() > 1) SortFrom(items_.data(), items_.data() + items_.size(), 0);
+}
+
+void KeySorter::SortFrom(Item* begin, Item* end, std::size_t depth) {
+  for (;;) {
+    std::sort(begin, end, [](const Item& a, const Item& b) {
+      return a.word != b.word ? a.word < b.word : a.record < b.record;
+    });
+    depth += 8;
+    if (depth >= key_length_) return;
+    // All equal is common (a shared beginning): go on with the same range, without recursion.
+    if (begin->word == (end - 1)->word) {
+      for (Item* item = begin; item != end; ++item) item->word = WordAt(item->index, depth);
+      continue;
     }
-    return a.record < b.record;
-  });
+    for (Item* first = begin; first != end;) {
+      Item* last = first + 1;
+      while (last != end && last->word == first->word) ++last;
+      if (last - first > 1) {
+        for (Item* item = first; item != last; ++item) item->word = WordAt(item->index, depth);
+        SortFrom(first, last, depth);
+      }
+      first = last;
+    }
+    return;
+  }
 }
 
 Status KeySorter::WriteRun() {

@@ -24,6 +24,9 @@ class KeySorter {
   KeySorter(const KeySorter&) = delete;
   KeySorter& operator=(const KeySorter&) = delete;
 
+  // Makes room for that many entries at once, within the memory limit.
+  void Expect(std::size_t entries);
+
   Status Add(const std::uint8_t* key, std::uint32_t record);
 
   // Calls `emit` for every entry in ascending (key, record) order; stops at the first failure.
@@ -32,8 +35,8 @@ class KeySorter {
 
  private:
   struct Item {
-    std::uint64_t prefix;  // first eight bytes of the key, so that most comparisons need no more
-    std::uint32_t index;   // of the entry in keys_
+    std::uint64_t word;   // the eight bytes of the key that are being compared
+    std::uint32_t index;  // of the entry in keys_
     std::uint32_t record;
   };
   struct Run {
@@ -45,7 +48,9 @@ class KeySorter {
     return keys_.data() + std::size_t{index} * key_length_;
   }
   std::size_t entry_size() const { return key_length_ + 4; }
+  std::uint64_t WordAt(std::uint32_t index, std::size_t depth) const;
   void SortMemory();
+  void SortFrom(Item* begin, Item* end, std::size_t depth);
   Status WriteRun();
   Status Merge(const Emit& emit);
 

@@ -101,6 +101,7 @@ Status Table::RebuildTags(IndexFile* index, const std::vector<TagState>& tags, p
     const TagDefinition& definition = state.tag->definition();
     KeySorter sorter(session_->files(), CompanionPath(".cdx.sort"), definition.key_length,
                      kSortMemory);
+    sorter.Expect(records);
     for (std::uint32_t first = 1; first <= records;) {
       const std::uint32_t n = std::min(per_block, records - first + 1);
       PV_ASSIGN_OR_RETURN(const std::size_t got, data->Read(header_.RecordOffset(first),
