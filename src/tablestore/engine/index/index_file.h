@@ -121,7 +121,8 @@ class Tag {
 
   // Inside a bracket only. Insert: kExists-coded Status::Duplicate is the caller's business (it
   // asks FindKey first); inserting an entry that is already there is kCorrupt. Remove returns
-  // false when the entry is not there.
+  // false when the entry is not there. kLimit when the file or the tree would grow beyond what it
+  // can be. Quick when the Insert follows a FindKey of the same key.
   virtual Status Insert(const std::uint8_t* key, std::uint32_t record) = 0;
   virtual Result<bool> Remove(const std::uint8_t* key, std::uint32_t record) = 0;
 
@@ -152,6 +153,7 @@ class IndexFile {
   // header is damaged is an error that names it; the trees are not read.
   static Result<std::unique_ptr<IndexFile>> Open(platform::File* file);
 
+  // In the order of their headers in the file, which is that of their creation.
   virtual const std::vector<std::unique_ptr<Tag>>& tags() const = 0;
 
   // True while the mark stands in the file.
@@ -161,6 +163,9 @@ class IndexFile {
   // that others changed the file since (change counter) and drops what was cached. `EndChange`
   // takes the mark off; after a failure inside the bracket call AbandonChange instead, which
   // leaves the mark in the file, so that the next holder rebuilds.
+  // A bracket that begins with a mark, or in which something failed, ends well only when the tags
+  // were rebuilt in it: until then Insert, Remove and EndChange are kCorrupt. A failed EndChange
+  // has abandoned the change.
   virtual Status BeginChange() = 0;
   virtual Status EndChange() = 0;
   virtual void AbandonChange() = 0;
@@ -195,7 +200,9 @@ class IndexFile {
   };
   virtual Result<Reserved> ReservedPages() = 0;
 
-  // Free and unreferenced pages and structural faults of the directory, for `verify`.
+  // Faults of the directory, of the free list, and pages that two claim, for `verify`; what is
+  // wrong inside a tag is for its own Verify to say. Pages that belong to nothing are no fault:
+  // other programs leave some, and a rebuild reuses them.
   virtual std::vector<std::string> Verify() = 0;
 };
 

@@ -281,6 +281,19 @@ TEST_F(IndexFileTest, SeesWhatOthersChanged) {
   ExpectHolds(reader.tag(), model);
 }
 
+TEST_F(IndexFileTest, APositionOutlivesItsIndex) {
+  const std::vector<TagDefinition> tags = {MakeTag("NAME", 20)};
+  const OpenIndex first = CreateAt(&files_, tags, "/first.cdx");
+  const OpenIndex second = CreateAt(&files_, tags, "/second.cdx");
+  Insert(first, first.tag(), {{"a", 1}, {"b", 2}});
+  Insert(second, second.tag(), {{"a", 7}, {"c", 8}});
+  TagPosition position;
+  PV_ASSERT_OK(first.tag()->First(&position));
+  EXPECT_TRUE(second.tag()->StepNeedsLock(position, true));
+  PV_ASSERT_OK(second.tag()->Next(&position));
+  EXPECT_EQ(position.record(), 7U);  // what follows ("a", 1) there
+}
+
 TEST_F(IndexFileTest, StepNeedsTheLockOnlyWhenItReadsTheFile) {
   const OpenIndex open = CreateAt(&files_, {MakeTag("NAME", 20)});
   Insert(open, open.tag(), Numbered(300, 20));

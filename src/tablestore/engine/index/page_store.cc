@@ -3,6 +3,7 @@
 #include "tablestore/engine/index/page_store.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "tablestore/engine/error_codes.h"
 
@@ -15,6 +16,12 @@ constexpr std::size_t kCounterAt = 8;
 constexpr std::size_t kMarkAt = IndexFile::kOwnAreaOffset;
 
 }  // namespace
+
+PageStore::PageStore(platform::File* file) : file_(file) {
+  // Positions may outlive the index file that they were used with.
+  static std::atomic<std::uint64_t> stores{0};
+  version_ = ++stores << 32;
+}
 
 Status PageStore::Damaged(std::string_view tag, std::uint32_t page, std::string_view what) const {
   std::string message = path() + ": ";

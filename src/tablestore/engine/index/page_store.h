@@ -16,7 +16,7 @@ namespace pv::engine::tree {
 
 class PageStore {
  public:
-  explicit PageStore(platform::File* file) : file_(file) {}
+  explicit PageStore(platform::File* file);
 
   const std::string& path() const { return file_->path(); }
 
@@ -29,7 +29,7 @@ class PageStore {
   Status Refresh();
   // Moves whenever everything read before must be forgotten.
   std::uint64_t epoch() const { return epoch_; }
-  // A number never given before, for telling whether a tree changed.
+  // A number that no store of the process has given before, for telling whether a tree changed.
   std::uint64_t NewVersion() { return ++version_; }
   // The counter as last read. True when the file's differs now.
   bool CounterMoved();
@@ -78,7 +78,7 @@ class PageStore {
   std::uint32_t free_head_ = 0;
   std::array<std::uint8_t, 28> header_{};  // of the directory, as last read
   std::uint64_t epoch_ = 1;
-  std::uint64_t version_ = 0;
+  std::uint64_t version_;
   std::uint64_t size_ = 0;  // 0 when not known
 
   bool in_bracket_ = false;
