@@ -160,6 +160,46 @@ TEST_F(OperationsTest, TheCodePageIsMarkedInTheTable) {
   EXPECT_EQ(d4codePage(t.table())->number(), 1253);
 }
 
+// Trailing zeros of a numeric key are not stored, nor are trailing blanks of a character key: other
+// programs read the pages so, whether inserted, rebuilt or compacted.
+TEST_F(OperationsTest, KeysOnDiskLeaveOutTheFillOfTheirKind) {
+  const std::vector<FieldRecord> fields = {{"N", 'N', 8, 2, 0}, {"C", 'C', 8, 0, 0}};
+  const std::vector<TagRecord> tags = {{"N", "N", "", 0, 0}, {"C", "C", "", 0, 0}};
+  TestSession t;
+  ASSERT_TRUE(t.Create("/data/fill.pvg", fields, tags)) << t.Error();
+  d4appendStart(t.table(), 0);
+  f4assignDouble(t.Field("N"), 1);
+  f4assignCharVB(t.Field("C"), "ab");
+  ASSERT_EQ(d4append(t.table()), kSuccess) << t.Error();
+  ASSERT_EQ(t.Close(), kSuccess);
+  const auto expect = [&](const char* when) {
+    const std::string index = files().Get("/data/fill.cdx");
+    int numeric = 0;
+    int character = 0;
+    for (std::size_t page = 1024; page + 512 <= index.size(); page += 512) {
+      const auto byte = [&](std::size_t at) {
+        return static_cast<unsigned char>(index[page + at]);
+      };
+      const unsigned free = byte(12) + 256U * byte(13);
+      if ((byte(0) & 2) == 0 || byte(2) != 1 || free != 512U - 24 - byte(23) - 2) continue;
+      const std::string key = index.substr(page + 510, 2);
+      if (key == "\xBF\xF0") ++numeric;
+      if (key == "ab") ++character;
+    }
+    EXPECT_EQ(numeric, 1) << when;
+    EXPECT_EQ(character, 1) << when;
+  };
+  expect("inserted");
+  ASSERT_TRUE(t.Open("/data/fill.pvg", 1));
+  ASSERT_EQ(d4reindex(t.table()), kSuccess);
+  ASSERT_EQ(t.Close(), kSuccess);
+  expect("rebuilt");
+  ASSERT_TRUE(t.Open("/data/fill.pvg", 1));
+  ASSERT_EQ(d4pack(t.table()), kSuccess);
+  ASSERT_EQ(t.Close(), kSuccess);
+  expect("compacted");
+}
+
 TEST_F(OperationsTest, DatesBothWays) {
   EXPECT_EQ(date4long("20240229"), 2460370);
   EXPECT_EQ(date4long("        "), 0);

@@ -190,6 +190,7 @@ Status Table::PrepareTags() {
       state.unusable = keys.status().message();
     } else {
       state.keys = std::move(*keys);
+      tag->SetFillByte(state.keys->fill_byte());
     }
     if (!d.filter.empty()) {
       auto filter = Expression::Compile(d.filter, header_.layout);

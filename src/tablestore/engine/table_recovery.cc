@@ -124,6 +124,7 @@ Status Table::RebuildTags(IndexFile* index, const std::vector<TagState>& tags, p
       }
       first += n;
     }
+    index->tags()[t]->SetFillByte(state.keys->fill_byte());
     PV_ASSIGN_OR_RETURN(auto builder, index->BuildTag(t));
     const bool unique = definition.unique || definition.candidate;
     std::vector<std::uint8_t> last;
