@@ -98,6 +98,25 @@ TEST_F(EditTest, FieldsThatNobodyAssignedKeepWhatOthersWroteMeanwhile) {
   EXPECT_EQ(t_.CheckFindings(), "");
 }
 
+TEST_F(EditTest, ARecallHoldsAgainstADeletionByOthersMeanwhile) {
+  ASSERT_EQ(t_.Append({"a@x.org", "Anna", 1, ""}), kSuccess);
+  ASSERT_EQ(t_.Find("a@x.org"), kSuccess);
+  TestSession other;
+  ASSERT_TRUE(other.Open(kPath));
+  ASSERT_EQ(other.Delete("a@x.org"), kSuccess);
+  d4recall(t_.table());
+  f4assignDouble(t_.Field("SCORE"), 5);
+  ASSERT_EQ(d4writeVB(t_.table(), 1), kSuccess) << t_.Error();
+  EXPECT_EQ(t_.Emails("EMAIL"), std::vector<std::string>{"a@x.org"});
+  // Without it the deletion stands.
+  ASSERT_EQ(t_.Find("a@x.org"), kSuccess);
+  ASSERT_EQ(other.Delete("a@x.org"), kSuccess);
+  f4assignDouble(t_.Field("SCORE"), 6);
+  ASSERT_EQ(d4writeVB(t_.table(), 1), kSuccess) << t_.Error();
+  EXPECT_TRUE(t_.Emails("EMAIL").empty());
+  EXPECT_EQ(t_.CheckFindings(), "");
+}
+
 TEST_F(EditTest, WhatOthersAppendIsSeenAtTheNextMove) {
   TestSession other;
   ASSERT_TRUE(other.Open(kPath));

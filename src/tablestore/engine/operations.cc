@@ -310,10 +310,11 @@ TableInfo d4info(Handle handle) {
 }
 
 std::int32_t d4repair(Handle handle, std::string_view name, std::string_view new_name,
-                      RepairReport* report) {
+                      RepairReport* report, const std::vector<TagRecord>& expected) {
   Session* const session = FindSession(handle);
   if (session == nullptr) return kErrBadHandle;
-  return session->Fail(RepairTable(session, std::string(name), std::string(new_name), report));
+  return session->Fail(
+      RepairTable(session, std::string(name), std::string(new_name), expected, report));
 }
 
 TableCheck d4check(Handle handle) {

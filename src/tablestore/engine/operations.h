@@ -185,8 +185,9 @@ TableCheck d4check(Handle table);
 
 // Makes a whole table at `new_name` out of the damaged one at `name`, which stays as it is and
 // must be in nobody's use; nothing may be at `new_name`. Every record that the file holds comes
-// along; the tags are built from their stored expressions. 0, or a negative code when the header
-// of the data file cannot be read or the new files cannot be written.
+// along; the tags are built from their stored expressions, and those of `expected` that the index
+// has no definition of as it says. 0, or a negative code when the header of the data file cannot
+// be read or the new files cannot be written.
 struct RepairReport {
   std::vector<std::string> losses;     // what could not be saved, a sentence each
   std::vector<std::string> notes;      // what was put right
@@ -196,7 +197,7 @@ struct RepairReport {
   std::int32_t tags_rebuilt = 0;
 };
 std::int32_t d4repair(Handle session, std::string_view name, std::string_view new_name,
-                      RepairReport* report);
+                      RepairReport* report, const std::vector<TagRecord>& expected = {});
 
 }  // namespace pv::engine
 

@@ -32,16 +32,19 @@ bool LeadsIntoMemoFile(const FieldLayout& f) {
 
 class Repair {
  public:
-  Repair(Session* session, std::string path, std::string new_path, RepairReport* report)
+  Repair(Session* session, std::string path, std::string new_path,
+         const std::vector<TagRecord>& expected, RepairReport* report)
       : session_(session),
         files_(session->files()),
         path_(std::move(path)),
         new_path_(std::move(new_path)),
+        expected_(expected),
         report_(report) {}
 
   Status Run() {
     PV_RETURN_IF_ERROR(OpenOld());
     PV_RETURN_IF_ERROR(FindTags());
+    PV_RETURN_IF_ERROR(AddExpectedTags());
     PV_RETURN_IF_ERROR(MakeNewFiles());
     if (Status s = WriteRecords(); !s.ok()) {
       RemoveNewFiles();
@@ -176,7 +179,7 @@ class Repair {
     auto found = platform::FindIgnoringCase(files_, Companion(path_, ".cdx"));
     if (!found.ok()) {
       if (found.status().code() != StatusCode::kNotFound) return found.status();
-      Lost("the index file is missing, and the definitions of its tags with it");
+      LostTags("the index file is missing, and the definitions of its tags with it");
       raw_header_[28] = static_cast<char>(header_.flags & ~kFlagStructuralIndex);
       return {};
     }
@@ -217,8 +220,44 @@ class Repair {
       tags_.push_back(std::move(d));
     }
     if (tags_.empty()) {
-      Lost("no definition of a tag could be read");
+      LostTags("no definition of a tag could be read");
       raw_header_[28] = static_cast<char>(header_.flags & ~kFlagStructuralIndex);
+    }
+    return {};
+  }
+
+  // Where the caller knows which tags there should be, lost definitions are no loss.
+  void LostTags(const std::string& text) {
+    if (expected_.empty()) {
+      Lost(text);
+    } else {
+      Note(text);
+    }
+  }
+
+  Status AddExpectedTags() {
+    for (const TagRecord& t : expected_) {
+      const bool found = std::any_of(tags_.begin(), tags_.end(), [&t](const TagDefinition& d) {
+        return EqualsIgnoreCase(d.name, t.name);
+      });
+      if (found) continue;
+      TagDefinition d;
+      d.name = ToUpper(t.name);
+      d.expression = t.expression;
+      d.filter = t.filter;
+      d.unique = t.unique != 0;
+      d.descending = t.descending != 0;
+      PV_ASSIGN_OR_RETURN(auto key, Expression::Compile(d.expression, header_.layout));
+      PV_ASSIGN_OR_RETURN(const auto keys, KeyMaker::Create(std::move(key), 0));
+      if (!d.filter.empty()) {
+        PV_RETURN_IF_ERROR(Expression::Compile(d.filter, header_.layout).status());
+      }
+      d.nullable = keys.nullable();
+      d.key_length = static_cast<std::uint16_t>(keys.key_length());
+      d.fill_byte = keys.fill_byte();
+      Note("the tag " + d.name + " had no definition that could be read; it is made anew");
+      tags_.push_back(std::move(d));
+      raw_header_[28] = static_cast<char>(raw_header_[28] | kFlagStructuralIndex);
     }
     return {};
   }
@@ -357,6 +396,7 @@ class Repair {
   platform::FileSystem* files_;
   std::string path_;
   std::string new_path_;
+  const std::vector<TagRecord>& expected_;
   RepairReport* report_;
 
   std::unique_ptr<platform::File> data_;
@@ -378,8 +418,8 @@ class Repair {
 }  // namespace
 
 Status RepairTable(Session* session, const std::string& path, const std::string& new_path,
-                   RepairReport* report) {
-  return Repair(session, path, new_path, report).Run();
+                   const std::vector<TagRecord>& expected, RepairReport* report) {
+  return Repair(session, path, new_path, expected, report).Run();
 }
 
 }  // namespace pv::engine

@@ -3,6 +3,7 @@
 #define PV_TABLESTORE_ENGINE_REPAIR_H_
 
 #include <string>
+#include <vector>
 
 #include "base/status.h"
 #include "tablestore/engine/operations.h"
@@ -12,9 +13,10 @@ namespace pv::engine {
 
 // Reads the files of the table at `path`, which stay as they are and must be in nobody's use, and
 // writes a whole table at `new_path`, where nothing may be. The data file's header must be
-// readable: without it nobody knows where a field begins. kExists, kBusy, kCorrupt.
+// readable: without it nobody knows where a field begins. A tag of `expected` whose definition the
+// index has lost is made all the same. kExists, kBusy, kCorrupt, kInvalid for an expected tag.
 Status RepairTable(Session* session, const std::string& path, const std::string& new_path,
-                   RepairReport* report);
+                   const std::vector<TagRecord>& expected, RepairReport* report);
 
 }  // namespace pv::engine
 

@@ -153,6 +153,28 @@ TEST_F(RepairTest, MissingFilesAreLosses) {
   EXPECT_EQ(Repaired(0).size(), people_.size());
 }
 
+TEST_F(RepairTest, ExpectedTagsAreMadeWhereTheirDefinitionsAreLost) {
+  const std::vector<TagRecord> expected = {{"Email", "EMAIL", ".NOT. DELETED()", kUniqueKey, 0}};
+  const std::size_t size = whole_.Find("/data/people.cdx")->size();
+  int made = 0;
+  for (std::size_t at = 0; at <= size; at += 512) {
+    Damage("/data/people.cdx", at, 512);
+    if (at == size) ASSERT_TRUE(files().Remove("/data/people.cdx").ok());
+    RepairReport report;
+    TestSession t;
+    ASSERT_EQ(d4repair(t.session(), kPath, kRepaired, &report, expected), kSuccess) << t.Error();
+    for (const std::string& note : report.notes) {
+      if (note.find("made anew") != std::string::npos) ++made;
+    }
+    ASSERT_TRUE(t.Open(kRepaired)) << at << ": " << t.Error();
+    EXPECT_EQ(t.CheckFindings(), "") << at;
+    EXPECT_NE(d4tag(t.table(), "EMAIL"), 0) << at;
+    EXPECT_EQ(t.ByEmail(), people_) << at;
+    EXPECT_EQ(t.Close(), kSuccess);
+  }
+  EXPECT_GE(made, 2);
+}
+
 TEST_F(RepairTest, NothingIsOverwrittenOrTakenFromItsUser) {
   TestSession t;
   RepairReport report;

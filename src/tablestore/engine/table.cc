@@ -272,6 +272,7 @@ Status Table::LoadRecord(std::uint32_t record) {
   }
   std::copy_n(original_.data(), length, record_.data());
   if (memos_touched_) ForgetMemos();
+  recalled_ = false;
   record_number_ = record;
   place_ = Place::kRecord;
   empty_ = false;

@@ -95,7 +95,9 @@ class Table {
   std::int32_t Write(std::int32_t record);
   std::int32_t Delete();
   void Recall() {
-    if (has_record()) record_[0] = kLiveMark;
+    if (!has_record()) return;
+    record_[0] = kLiveMark;
+    recalled_ = true;
   }
   std::int32_t Pack();
   std::int32_t Reindex();
@@ -236,6 +238,7 @@ class Table {
   std::vector<std::uint8_t> original_;  // as the record was when it was read
   std::vector<MemoSlot> memos_;         // one per field; only memo fields use theirs
   bool memos_touched_ = false;
+  bool recalled_ = false;  // the record is to be live, whatever others made of it meanwhile
 
   int selected_ = -1;
   TagPosition position_;

@@ -26,6 +26,7 @@ void Table::AppendStart() {
   LeaveRecord(Place::kAppending);
   empty_ = false;
   record_[0] = kLiveMark;
+  recalled_ = false;
   for (const FieldLayout& f : header_.layout.fields) EncodeBlank(f, record_.data() + f.offset);
   if (header_.layout.null_flags_length != 0) {
     std::fill_n(record_.data() + header_.layout.null_flags_offset, header_.layout.null_flags_length,
@@ -260,7 +261,7 @@ Status Table::AppendLocked(bool append_to_tags) {
 // since the record was read.
 void Table::MergeUnchangedFields(const std::uint8_t* on_disk) {
   const RecordLayout& layout = header_.layout;
-  if (record_[0] == original_[0]) record_[0] = on_disk[0];
+  if (record_[0] == original_[0] && !recalled_) record_[0] = on_disk[0];
   const auto copy_bit = [&](std::uint32_t bit) {
     const std::uint32_t at = layout.null_flags_offset + bit / 8;
     const auto mask = static_cast<std::uint8_t>(1U << (bit % 8));
@@ -303,6 +304,7 @@ std::int32_t Table::Write(std::int32_t record) {
   place_ = Place::kRecord;
   record_number_ = number;
   position_valid_ = false;
+  recalled_ = false;
   std::copy_n(record_.data(), header_.layout.record_length, original_.data());
   if (memos_touched_) ForgetMemos();
   return kSuccess;
@@ -443,6 +445,7 @@ std::int32_t Table::Delete() {
   if (!s.ok()) return session_->Fail(s, true);
   record_[0] = kDeletedMark;
   original_[0] = kDeletedMark;
+  recalled_ = false;
   return kSuccess;
 }
 
