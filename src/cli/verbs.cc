@@ -134,6 +134,7 @@ int RunCommandLine(int argc, char** argv) {
   AddEditVerbs(&app, &common, &action);
   AddExportVerb(&app, &common, &action);
   AddCheckVerbs(&app, &common, &action);
+  AddRepairVerb(&app, &common, &action);
   AddTableVerbs(&app, &common, &action);
   // For tools/make-cli-reference; shown in no help.
   app.add_subcommand("list-verbs", "")->group("")->callback([&] {

@@ -32,6 +32,7 @@ void AddImportVerb(CLI::App* app, CommonOptions* common, Action* action);
 void AddRecordVerbs(CLI::App* app, CommonOptions* common, Action* action);
 void AddEditVerbs(CLI::App* app, CommonOptions* common, Action* action);
 void AddExportVerb(CLI::App* app, CommonOptions* common, Action* action);
+void AddRepairVerb(CLI::App* app, CommonOptions* common, Action* action);
 void AddTableVerbs(CLI::App* app, CommonOptions* common, Action* action);
 
 // Adds a verb with --data; `examples` are lines of the help's end, without "pvgroup ".

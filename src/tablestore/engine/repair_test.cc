@@ -159,7 +159,9 @@ TEST_F(RepairTest, ExpectedTagsAreMadeWhereTheirDefinitionsAreLost) {
   int made = 0;
   for (std::size_t at = 0; at <= size; at += 512) {
     Damage("/data/people.cdx", at, 512);
-    if (at == size) ASSERT_TRUE(files().Remove("/data/people.cdx").ok());
+    if (at == size) {
+      ASSERT_TRUE(files().Remove("/data/people.cdx").ok());
+    }
     RepairReport report;
     TestSession t;
     ASSERT_EQ(d4repair(t.session(), kPath, kRepaired, &report, expected), kSuccess) << t.Error();
