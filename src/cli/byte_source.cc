@@ -21,13 +21,6 @@ std::uint32_t UnitAt(const char* p, bool big_endian) {
                     : static_cast<std::uint32_t>(b << 8 | a);
 }
 
-void AppendUnit(std::string* out, std::uint32_t unit, bool big_endian) {
-  const auto high = static_cast<char>(unit >> 8);
-  const auto low = static_cast<char>(unit & 0xFF);
-  out->push_back(big_endian ? high : low);
-  out->push_back(big_endian ? low : high);
-}
-
 }  // namespace
 
 Result<std::size_t> MemorySource::Read(char* out, std::size_t size) {
@@ -94,37 +87,6 @@ Status Utf16Source::Convert() {
   std::memmove(raw_.data(), raw_.data() + pos, raw_size_ - pos);
   raw_size_ -= pos;
   return {};
-}
-
-std::string Utf16FromBytes(std::string_view text, bool big_endian) {
-  std::string out;
-  out.reserve(text.size() * 2);
-  for (std::size_t pos = 0; pos < text.size();) {
-    const auto first = static_cast<unsigned char>(text[pos]);
-    if (text[pos] == Utf16Source::kOddByte) {
-      if (text.size() - pos < 3) break;
-      out.push_back(static_cast<char>((text[pos + 1] & 0x0F) << 4 | (text[pos + 2] & 0x0F)));
-      pos += 3;
-      continue;
-    }
-    if (first >= 0xE0 && first < 0xF0 && pos + 2 < text.size()) {
-      // Taken apart by hand: it may be a lone surrogate, which no UTF-8 decoder admits.
-      AppendUnit(&out,
-                 static_cast<std::uint32_t>((first & 0x0F) << 12 | (text[pos + 1] & 0x3F) << 6 |
-                                            (text[pos + 2] & 0x3F)),
-                 big_endian);
-      pos += 3;
-      continue;
-    }
-    const char32_t c = DecodeUtf8(text, &pos);
-    if (c >= 0x10000) {
-      AppendUnit(&out, 0xD800 + ((c - 0x10000) >> 10), big_endian);
-      AppendUnit(&out, 0xDC00 + ((c - 0x10000) & 0x3FF), big_endian);
-    } else {
-      AppendUnit(&out, c, big_endian);
-    }
-  }
-  return out;
 }
 
 std::uint64_t Utf16Size(std::string_view text) {

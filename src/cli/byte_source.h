@@ -47,7 +47,7 @@ class FileSource : public ByteSource {
 
 // UTF-16 units of another source as UTF-8. Nothing is lost: a surrogate without its partner comes
 // out as three bytes that are not valid UTF-8, and an odd byte at the end as kOddByte and two more,
-// so that Utf16FromBytes gives back what was read.
+// so that Utf16Size can tell how many bytes any part of the text had.
 class Utf16Source : public ByteSource {
  public:
   static constexpr char kOddByte = '\xFE';
@@ -67,9 +67,7 @@ class Utf16Source : public ByteSource {
   std::size_t taken_ = 0;
 };
 
-// The bytes that Utf16Source made `text` of, and their number. Works on any cut of its output
-// that does not divide a character; the number is right for any cut at all.
-std::string Utf16FromBytes(std::string_view text, bool big_endian);
+// The number of bytes that Utf16Source made `text` of, which may be any cut of its output.
 std::uint64_t Utf16Size(std::string_view text);
 
 }  // namespace pv::cli

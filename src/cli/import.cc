@@ -18,6 +18,7 @@
 #include "cli/output_stream.h"
 #include "cli/progress.h"
 #include "cli/rejects.h"
+#include "cli/row_reader.h"
 #include "cli/table.h"
 #include "cli/terminal.h"
 #include "platform/memory/memory_file_system.h"
@@ -158,7 +159,7 @@ class Import {
     Progress progress("looking", source_.size(), false);
     while (rows.Next()) {
       ++row_count_;
-      if (rows.fault() == nullptr) {
+      if (rows.fault().empty()) {
         for (std::size_t i = 0; i < stats_.size(); ++i) stats_[i].Add(rows.fields()[i], encoder);
       }
       progress.Update(rows.consumed(), row_count_);
@@ -223,7 +224,7 @@ class Import {
     if (records_ > 0) importer.LoadAddresses();
     importer.Reserve(records_ + row_count_);
 
-    RowReader rows(source_);
+    RowReader rows(source_, plan_.address_column);
     std::optional<Failure> failure;
     bool stopped = false;
     {

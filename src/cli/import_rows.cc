@@ -55,15 +55,14 @@ void RowImporter::LoadAddresses() {
     if (engine::d4deleted(handle) != 0) continue;
     const std::string_view address = TrimBlanks(reader_.ReadText(*address_field_, &scratch));
     if (address.empty()) continue;
-    const std::string_view lower =
-        LowerAddress(address, lower_buffer_, sizeof lower_buffer_, &lower_scratch_);
-    addresses_.Add(HashOf(lower), static_cast<std::uint32_t>(engine::d4recNoLow(handle)));
+    addresses_.Add(HashOf(Lower(address)), static_cast<std::uint32_t>(engine::d4recNoLow(handle)));
   }
 }
 
 void RowImporter::Take(const RowReader& row, Rejects* rejects) {
   Outcome outcome = Outcome::kRejected;
-  if (row.fault() != nullptr) {
+  addresses_.Prefetch(row.KeyHashAhead());
+  if (!row.fault().empty()) {
     reason_ = row.fault();
   } else {
     outcome = Process(row);
@@ -88,21 +87,19 @@ void RowImporter::Take(const RowReader& row, Rejects* rejects) {
 }
 
 RowImporter::Outcome RowImporter::Process(const RowReader& row) {
-  const std::string_view address = TrimBlanks(row.fields()[plan_.address_column]);
-  if (const char* fault = AddressFault(address)) {
-    reason_ = fault;
+  if (row.key_fault() != nullptr) {
+    reason_ = row.key_fault();
     return Outcome::kRejected;
   }
-  const std::string_view lower =
-      LowerAddress(address, lower_buffer_, sizeof lower_buffer_, &lower_scratch_);
-  const std::uint64_t hash = HashOf(lower);
-  const std::uint32_t record = FindRecord(hash, lower);
+  const std::string_view address = TrimBlanks(row.fields()[plan_.address_column]);
+  const std::uint64_t hash = row.key_hash();
+  const std::uint32_t record = FindRecord(hash, address);
   if (record != AddressSet::kNotFound) return ProcessDuplicate(row, record);
 
   engine::d4appendStart(table_->handle(), 0);
   if (!WriteColumns(row, true)) return Outcome::kRejected;
   if (options_.dry_run) {
-    addresses_.Add(hash, UnwrittenMark(lower));
+    addresses_.Add(hash, UnwrittenMark(Lower(address)));
     return Outcome::kAdded;
   }
   const Outcome outcome = Append(row, address);
@@ -155,8 +152,13 @@ RowImporter::Outcome RowImporter::ProcessDuplicate(const RowReader& row, std::ui
   return Outcome::kUpdated;
 }
 
-std::uint32_t RowImporter::FindRecord(std::uint64_t hash, std::string_view lower) {
+std::string_view RowImporter::Lower(std::string_view address) {
+  return LowerAddress(address, lower_buffer_, sizeof lower_buffer_, &lower_scratch_);
+}
+
+std::uint32_t RowImporter::FindRecord(std::uint64_t hash, std::string_view address) {
   return addresses_.Find(hash, [&](std::uint32_t record) {
+    const std::string_view lower = Lower(address);
     if ((record & kUnwritten) != 0) return record == UnwrittenMark(lower);
     const engine::Handle handle = table_->handle();
     if (table_->Checked(engine::d4go(handle, static_cast<std::int32_t>(record))) != 0) {

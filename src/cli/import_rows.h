@@ -11,9 +11,9 @@
 #include "cli/address.h"
 #include "cli/import_options.h"
 #include "cli/import_plan.h"
-#include "cli/import_source.h"
 #include "cli/record.h"
 #include "cli/rejects.h"
+#include "cli/row_reader.h"
 #include "cli/table.h"
 
 namespace pv::cli {
@@ -31,8 +31,9 @@ class RowImporter {
 
   void Reserve(std::uint64_t rows) { addresses_.Reserve(rows); }
 
-  // Takes one row: adds it, updates a record, skips or rejects it, and counts it. Throws Failure
-  // when the table cannot be written; the row is not counted then.
+  // Takes one row, whose key column must be that of the addresses: adds it, updates a record, skips
+  // or rejects it, and counts it. Throws Failure when the table cannot be written; the row is not
+  // counted then.
   void Take(const RowReader& row, Rejects* rejects);
 
   // Builds the tags and closes the table.
@@ -46,7 +47,8 @@ class RowImporter {
   Outcome Process(const RowReader& row);
   Outcome ProcessDuplicate(const RowReader& row, std::uint32_t record);
   // The record that has the address, or AddressSet::kNotFound. The table stands on it then.
-  std::uint32_t FindRecord(std::uint64_t hash, std::string_view lower);
+  std::uint32_t FindRecord(std::uint64_t hash, std::string_view address);
+  std::string_view Lower(std::string_view address);
   bool WriteColumns(const RowReader& row, bool address_too);
   Outcome Append(const RowReader& row, std::string_view address);
   bool AssignmentsFailed();

@@ -39,7 +39,7 @@ class ImportRowsTest : public testing::Test {
     Rejects rejects(source, options.rejects, true);
     RowImporter importer(session_, &table, plan, options, bulk);
     importer.LoadAddresses();
-    RowReader reader(source);
+    RowReader reader(source, 0);
     while (reader.Next()) importer.Take(reader, &rejects);
     importer.Finish();
     rejects.Finish();
@@ -155,7 +155,7 @@ TEST_F(ImportRowsTest, AnAddressAddedBySomebodyElseMeanwhileIsADuplicate) {
   Import("a@x,Theirs\n");
   machine_.files.Put("/in.csv", "Email,Name\na@x,Mine\n");
   const ImportSource again(options);
-  RowReader reader(again);
+  RowReader reader(again, 0);
   ASSERT_TRUE(reader.Next());
   importer.Take(reader, nullptr);
   EXPECT_EQ(importer.counts().skipped, 1U);
@@ -174,7 +174,7 @@ TEST_F(ImportRowsTest, AFullDiskEndsTheImportWithEveryRowAccountedFor) {
   std::vector<ColumnStats> stats(2);
   const ImportPlan plan = MakePlan({"Email", "Name"}, stats, options, shape);
   RowImporter importer(session_, &table, plan, options, false);
-  RowReader reader(source);
+  RowReader reader(source, 0);
   ASSERT_TRUE(reader.Next());
   importer.Take(reader, nullptr);
   machine_.files.FailCall(1, platform::Call::kWrite | platform::Call::kTruncate,

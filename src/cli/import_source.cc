@@ -1,9 +1,8 @@
-// Opens import sources and reads their rows. Tested by import_source_test.cc and tests/cli.
+// Opens import sources. Tested by row_reader_test.cc and tests/cli.
 #include "cli/import_source.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 
 #include "cli/failure.h"
 #include "platform/system.h"
@@ -12,44 +11,6 @@ namespace pv::cli {
 namespace {
 
 constexpr std::size_t kSampleSize = 256 * 1024;
-
-const char* FaultText(RowFault fault) {
-  switch (fault) {
-    case RowFault::kNone:
-      return nullptr;
-    case RowFault::kOpenQuote:
-      return "a quote is never closed";
-    case RowFault::kAfterQuote:
-      return "text stands behind a closing quote";
-    case RowFault::kTooLong:
-      return "the row is longer than 16 MiB";
-  }
-  return nullptr;
-}
-
-// Whether a row is plain ASCII, and whether it holds a zero byte, in one pass.
-struct RowScan {
-  bool ascii, zero;
-};
-RowScan Scan(std::string_view bytes) {
-  constexpr std::uint64_t kOnes = 0x0101010101010101U;
-  constexpr std::uint64_t kHigh = 0x8080808080808080U;
-  std::uint64_t high = 0;
-  std::uint64_t zero = 0;
-  const char* p = bytes.data();
-  std::size_t left = bytes.size();
-  for (; left >= 8; left -= 8, p += 8) {
-    std::uint64_t word;
-    std::memcpy(&word, p, 8);
-    high |= word;
-    zero |= (word - kOnes) & ~word;
-  }
-  for (; left > 0; --left, ++p) {
-    high |= static_cast<unsigned char>(*p);
-    if (*p == 0) zero |= kHigh;
-  }
-  return {(high & kHigh) == 0, (zero & kHigh) != 0};
-}
 
 }  // namespace
 
@@ -107,80 +68,38 @@ std::string ImportSource::Sample() const {
   return sample;
 }
 
+// A pass over the file's bytes, beside others.
+class ImportSource::Reading : public ByteSource {
+ public:
+  explicit Reading(const ImportSource& source) : source_(source), offset_(source.mark_size()) {}
+
+  Result<std::size_t> Read(char* out, std::size_t size) override {
+    PV_ASSIGN_OR_RETURN(const std::size_t n, source_.Read(offset_, out, size));
+    offset_ += n;
+    return n;
+  }
+
+ private:
+  const ImportSource& source_;
+  std::uint64_t offset_;
+};
+
 std::unique_ptr<ByteSource> ImportSource::Bytes() const {
-  auto bytes = std::make_unique<FileSource>(file_, mark_size());
+  auto bytes = std::make_unique<Reading>(*this);
   if (!encoding().is_utf16()) return bytes;
   return std::make_unique<Utf16Source>(std::move(bytes), encoding().kind == EncodingKind::kUtf16Be);
 }
 
+Result<std::size_t> ImportSource::Read(std::uint64_t offset, char* out, std::size_t size) const {
+  const std::lock_guard lock(reading_);
+  return file_->Read(offset, out, size);
+}
+
 Result<std::string> ImportSource::ReadOriginal(std::uint64_t offset, std::size_t size) const {
   std::string bytes(size, '\0');
-  PV_ASSIGN_OR_RETURN(const std::size_t n, file_->Read(offset, bytes.data(), size));
+  PV_ASSIGN_OR_RETURN(const std::size_t n, Read(offset, bytes.data(), size));
   bytes.resize(n);
   return bytes;
-}
-
-RowReader::RowReader(const ImportSource& source)
-    : bytes_(source.Bytes()),
-      reader_(bytes_.get(), source.dialect()),
-      decoder_(source.encoding()),
-      encoding_(source.encoding()),
-      mark_size_(source.mark_size()) {
-  if (!NextRaw()) return;
-  if (!source.has_header()) {
-    for (std::size_t i = 1; i <= reader_.fields().size(); ++i) {
-      headings_.push_back(std::to_string(i));
-    }
-    held_first_ = true;
-    return;
-  }
-  fault_ = Decode();
-  if (fault_ != nullptr) {
-    throw Failure(kUsage, source.name() + ": the header row cannot be used: " + fault_);
-  }
-  headings_.assign(fields_.begin(), fields_.end());
-  header_bytes_ = Original();
-}
-
-bool RowReader::NextRaw() { return Take(reader_.Next()); }
-
-bool RowReader::Next() {
-  if (!held_first_ && !NextRaw()) return false;
-  held_first_ = false;
-  fault_ = Decode();
-  if (fault_ != nullptr || fields_.size() == headings_.size()) return true;
-  fault_text_ = std::to_string(fields_.size()) + (fields_.size() == 1 ? " column" : " columns") +
-                " instead of " + std::to_string(headings_.size());
-  fault_ = fault_text_.c_str();
-  return true;
-}
-
-// Takes the reader's fields over as UTF-8; the fault, or null.
-const char* RowReader::Decode() {
-  fields_.clear();
-  if (reader_.fault() != RowFault::kNone) return FaultText(reader_.fault());
-  const RowScan scan = Scan(reader_.original());
-  if (scan.zero) return "a value holds a zero byte";
-  if (scan.ascii) {
-    fields_.assign(reader_.fields().begin(), reader_.fields().end());
-    return nullptr;
-  }
-  const std::size_t count = reader_.fields().size();
-  if (scratch_.size() < count) scratch_.resize(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    std::string_view text;
-    if (!decoder_.Decode(reader_.fields()[i], &scratch_[i], &text)) {
-      fault_text_ = "column " + std::to_string(i + 1) + " is not valid " + encoding_.name;
-      return fault_text_.c_str();
-    }
-    fields_.push_back(text);
-  }
-  return nullptr;
-}
-
-std::string RowReader::Original() const {
-  if (!encoding_.is_utf16()) return std::string(reader_.original());
-  return Utf16FromBytes(reader_.original(), encoding_.kind == EncodingKind::kUtf16Be);
 }
 
 }  // namespace pv::cli

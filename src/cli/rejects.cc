@@ -55,17 +55,13 @@ void Rejects::Start(const RowReader& row) {
 
 void Rejects::Add(const RowReader& row, std::string_view reason) {
   if (rows_ == nullptr) Start(row);
-  if (row.original_held()) {
-    rows_->Write(row.Original());
-  } else {
-    constexpr std::uint64_t kPiece = 1 << 20;
-    for (std::uint64_t done = 0; done < row.size();) {
-      const auto piece = static_cast<std::size_t>(std::min(kPiece, row.size() - done));
-      const std::string bytes = Take(source_.ReadOriginal(row.offset() + done, piece));
-      if (bytes.empty()) break;
-      rows_->Write(bytes);
-      done += bytes.size();
-    }
+  constexpr std::uint64_t kPiece = 1 << 20;
+  for (std::uint64_t done = 0; done < row.size();) {
+    const auto piece = static_cast<std::size_t>(std::min(kPiece, row.size() - done));
+    const std::string bytes = Take(source_.ReadOriginal(row.offset() + done, piece));
+    if (bytes.empty()) break;
+    rows_->Write(bytes);
+    done += bytes.size();
   }
   Cell cell;
   cell.text = reason;

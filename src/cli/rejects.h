@@ -9,6 +9,7 @@
 
 #include "cli/import_source.h"
 #include "cli/output_stream.h"
+#include "cli/row_reader.h"
 
 namespace pv::cli {
 
@@ -24,7 +25,7 @@ class Rejects {
   // refused when it exists, unless `replace`.
   Rejects(const ImportSource& source, std::string path, bool replace);
 
-  // The reader's current row. `bytes` of the header row come from the reader too.
+  // The reader's current row.
   void Add(const RowReader& row, std::string_view reason);
 
   // Gives the files their names. Nothing happens without a rejected row.
