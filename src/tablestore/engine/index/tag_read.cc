@@ -143,9 +143,11 @@ Status TagTree::Descend(const std::uint8_t* key, std::uint32_t record, Path* pat
     if (shared >= node.skip()) {
       std::uint64_t sought[NodeCache::kMaxWords];
       std::uint32_t end = count;  // entries [index, end) agree with the key so far
+      std::size_t known = 0;      // words of `sought`
       for (std::size_t word = 0; word < nodes_.words() && !decided; ++word) {
         const std::uint64_t* const windows = node.windows(word);
         sought[word] = WindowOf(key, key_length_, node.skip() + 8 * word);
+        known = word + 1;
         index += FindWindow(windows + index, end - index, sought[word]);
         decided = index == end || windows[index] != sought[word];
         const std::uint32_t limit = end;
@@ -154,7 +156,9 @@ Status TagTree::Descend(const std::uint8_t* key, std::uint32_t record, Path* pat
       if (decided) {
         const auto shared_with = [&](std::uint32_t i) {
           std::size_t word = 0;
-          while (node.windows(word)[i] == sought[word]) ++word;
+          while (word < known && node.windows(word)[i] == sought[word]) ++word;
+          // Only keys out of order, on a damaged page, are equal in all of them.
+          if (word == known) return node.skip();
           const int bits = std::countl_zero(node.windows(word)[i] ^ sought[word]);
           return static_cast<std::uint32_t>(node.skip() + 8 * word) +
                  static_cast<std::uint32_t>(bits) / 8;
