@@ -6,6 +6,7 @@
 #include "cli/address_tag.h"
 #include "cli/catalogue.h"
 #include "cli/record.h"
+#include "cli/terminal.h"
 #include "cli/verbs.h"
 #include "cli/walk.h"
 
@@ -144,8 +145,7 @@ ExitCode Remove(const EditArguments& arguments) {
   std::size_t missing = 0;
   for (const std::string& address : arguments.values) {
     if (FindAddress(&group.table, address) == 0) {
-      std::fprintf(stderr, "pvgroup: %s is not in group \"%s\"\n", address.c_str(),
-                   group.entry.name.c_str());
+      Tell(address + " is not in group \"" + group.entry.name + "\"");
       ++missing;
       continue;
     }

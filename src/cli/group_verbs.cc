@@ -7,6 +7,7 @@
 #include "cli/import_options.h"
 #include "cli/output_stream.h"
 #include "cli/record.h"
+#include "cli/terminal.h"
 #include "cli/verbs.h"
 #include "cli/walk.h"
 
@@ -41,7 +42,7 @@ ExitCode List(const CommonOptions& common) {
         Table table(session, catalogue.GetNative(entry.id).table_path(), Access::kShared);
         cells[1].Set(CellKind::kNumber, std::to_string(CountLive(&table)));
       } catch (const Failure& failure) {
-        std::fprintf(stderr, "pvgroup: %s: %s\n", entry.name.c_str(), failure.what());
+        Tell(entry.name + ": " + failure.what());
         code = kFindings;
       }
     }

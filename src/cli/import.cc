@@ -3,6 +3,7 @@
 
 #include <rapidjson/prettywriter.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <optional>
@@ -20,6 +21,7 @@
 #include "cli/rejects.h"
 #include "cli/row_reader.h"
 #include "cli/table.h"
+#include "cli/table_report.h"
 #include "cli/terminal.h"
 #include "platform/memory/memory_file_system.h"
 #include "platform/system.h"
@@ -174,13 +176,13 @@ class Import {
 
   void PrintPlan() {
     if (options_.json) return;
-    std::printf("%s: %llu rows, %s, delimiter %s, quote %s, %s\n", source_.name().c_str(),
+    std::printf("%s: %llu rows, %s, delimiter %s, quote %s, %s\n", Harmless(source_.name()).c_str(),
                 static_cast<unsigned long long>(row_count_), source_.encoding().name.c_str(),
                 InQuotes(DelimiterText(source_.dialect().delimiter)).c_str(),
                 InQuotes(QuoteText(source_.dialect().quote)).c_str(),
                 source_.has_header() ? "header row" : "no header row");
     std::printf("%s group \"%s\"%s:\n", entry_ == nullptr ? "new" : "into",
-                entry_ == nullptr ? options_.group.c_str() : entry_->name.c_str(),
+                Harmless(entry_ == nullptr ? options_.group : entry_->name).c_str(),
                 options_.dry_run ? " (dry run: nothing is written)" : "");
     OutputStream out;
     ListOptions list;
@@ -199,7 +201,7 @@ class Import {
     out.Finish();
     for (const PlannedColumn& column : plan_.columns) {
       if (!column.note.empty()) {
-        std::printf("note: %s: %s\n", column.heading.c_str(), column.note.c_str());
+        std::printf("note: %s: %s\n", Harmless(column.heading).c_str(), column.note.c_str());
       }
     }
     std::fflush(stdout);
@@ -241,6 +243,7 @@ class Import {
       }
       progress.Clear();
     }
+    const bool nearly_full = !options_.dry_run && NearlyFull(engine::d4info(table->handle()));
     // Whatever stopped the rows, those that were taken are kept and accounted for.
     try {
       importer.Finish();
@@ -250,10 +253,12 @@ class Import {
     }
     const ImportCounts& counts = importer.counts();
     PrintAccount(counts, rows.blank_lines(), stopped);
+    if (nearly_full) {
+      Tell("warning: the group's data file is over 90% of the largest size that it can have");
+    }
     if (failure) throw *failure;
     if (stopped) {
-      std::fprintf(stderr, "pvgroup: interrupted behind line %llu\n",
-                   static_cast<unsigned long long>(rows.line()));
+      Tell("interrupted behind line " + std::to_string(rows.line()));
       return kInterrupted;
     }
     return counts.rejected > 0 ? kFindings : kDone;
@@ -270,11 +275,23 @@ class Import {
                 n(counts.rejected));
     if (blank_lines > 0) std::printf("blank lines, which are no rows: %llu\n", n(blank_lines));
     if (counts.rejected > 0 && !options_.dry_run) {
-      std::printf("rejected rows are in %s, the reasons in %s\n", rejects_.rows_path().c_str(),
-                  rejects_.reasons_path().c_str());
-      std::printf("corrected, they can be imported with:\n  %s\n", AgainCommand().c_str());
+      std::printf("rejected rows are in %s, the reasons in %s\n",
+                  Harmless(rejects_.rows_path()).c_str(),
+                  Harmless(rejects_.reasons_path()).c_str());
+      std::printf("corrected, they can be imported with:\n  %s\n",
+                  Harmless(AgainCommand()).c_str());
     }
     std::fflush(stdout);
+  }
+
+  // What --map calls a column: its heading, or its number where that is no sound name.
+  std::string ColumnName(std::size_t column) const {
+    const std::string& heading = headings_[column];
+    const auto same = std::count_if(headings_.begin(), headings_.end(), [&](const std::string& h) {
+      return EqualsIgnoreCase(TrimBlanks(h), TrimBlanks(heading));
+    });
+    const bool sound = same == 1 && !TrimBlanks(heading).empty() && Harmless(heading) == heading;
+    return sound ? heading : std::to_string(column + 1);
   }
 
   // The command that imports the corrected rows as they were read now. What was sniffed is said,
@@ -292,14 +309,14 @@ class Import {
     for (std::size_t i = 0; i < plan_.columns.size(); ++i) {
       const PlannedColumn& column = plan_.columns[i];
       if (column.field.empty()) {
-        command += " --map " + ShellQuoted(column.heading + "=");
+        command += " --map " + ShellQuoted(ColumnName(i) + "=");
         continue;
       }
       bool certain = false;
       const bool found_by_content =
           i == plan_.address_column && !(IsAddressHeading(column.heading, &certain) && certain);
       if (column.mapped || found_by_content || !source_.has_header()) {
-        command += " --map " + ShellQuoted(column.heading + "=" + column.field);
+        command += " --map " + ShellQuoted(ColumnName(i) + "=" + column.field);
       }
       if (!ReadingText(column).empty()) {
         comma = comma || column.reading.decimal == ',';

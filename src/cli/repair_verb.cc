@@ -49,9 +49,7 @@ void RemoveTable(const std::string& stem, const char* data_extension) {
 
 void PrintSentences(const char* heading, const std::vector<std::string>& sentences) {
   for (const std::string& sentence : sentences) {
-    std::string text;
-    AppendVisible(&text, sentence);
-    std::printf("%s: %s\n", heading, text.c_str());
+    std::printf("%s: %s\n", heading, Harmless(sentence).c_str());
   }
 }
 
@@ -101,7 +99,7 @@ ExitCode Report(const CommonOptions& common, const engine::RepairReport& report,
   PrintSentences("remains", report.remaining);
   std::printf(
       "%s: %lld live and %lld deleted records, %lld memos saved and %lld lost, %d tags built\n",
-      result.c_str(), static_cast<long long>(report.live_records),
+      Harmless(result).c_str(), static_cast<long long>(report.live_records),
       static_cast<long long>(report.deleted_records), static_cast<long long>(report.memos_saved),
       static_cast<long long>(report.memos_lost), report.tags_rebuilt);
   if (!kept.empty()) std::printf("the damaged table is kept as %s\n", kept.c_str());
@@ -152,7 +150,7 @@ ExitCode RepairGroup(const CommonOptions& common, const GroupEntry& entry) {
   if (!PathExists(own + ".pvg") && PathExists(repaired + ".pvg")) {
     // An earlier repair was stopped while files changed places.
     ChangePlaces(own, repaired, latest);
-    std::fprintf(stderr, "pvgroup: note: an interrupted repair was brought to its end\n");
+    Tell("note: an interrupted repair was brought to its end");
   }
   RemoveTable(repaired, ".pvg");
   engine::RepairReport report;

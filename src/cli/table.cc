@@ -24,9 +24,7 @@ Session::Session() : handle_(engine::code4initVB()) {
 
 Session::~Session() {
   for (const std::string& notice : engine::code4takeNotices(handle_)) {
-    std::string line;
-    AppendVisible(&line, notice);
-    std::fprintf(stderr, "pvgroup: note: %s\n", line.c_str());
+    Tell("note: " + notice);
   }
   engine::code4initUndo(handle_);
 }

@@ -17,10 +17,6 @@ namespace {
 // A table's data file may have this many bytes: locks lie beyond.
 constexpr std::uint64_t kLargestDataFile = 0x77FFFFFE;
 
-bool NearlyFull(const engine::TableInfo& info) {
-  return info.data_size >= kLargestDataFile / 10 * 9;
-}
-
 std::string PageText(int code_page) {
   return code_page == 0 ? "not marked" : std::to_string(code_page);
 }
@@ -35,9 +31,7 @@ std::string TagText(const engine::TagInfo& tag) {
 }
 
 void PrintLine(const std::string& name, const std::string& value) {
-  std::string text;
-  AppendVisible(&text, value);
-  std::printf("%-12s %s\n", name.c_str(), text.c_str());
+  std::printf("%-12s %s\n", name.c_str(), Harmless(value).c_str());
 }
 
 void PrintFile(const char* name, const std::string& path, std::uint64_t size) {
@@ -144,6 +138,12 @@ void PrintJson(const engine::TableInfo& info,
 
 }  // namespace
 
+bool NearlyFull(const engine::TableInfo& info) {
+  const auto records = static_cast<std::uint64_t>(info.records);
+  const auto length = static_cast<std::uint64_t>(info.record_length);
+  return records * length >= kLargestDataFile / 10 * 9;
+}
+
 ExitCode ReportTable(Table* table, const std::vector<std::pair<std::string, std::string>>& about,
                      const CommonOptions& common) {
   const engine::TableInfo info = engine::d4info(table->handle());
@@ -182,11 +182,9 @@ ExitCode VerifyTable(const Table& table, const std::string& name, const CommonOp
     out.Finish();
   } else {
     for (const std::string& finding : check.findings) {
-      std::string text;
-      AppendVisible(&text, finding);
-      std::printf("%s\n", text.c_str());
+      std::printf("%s\n", Harmless(finding).c_str());
     }
-    std::printf("%s: %s; %lld live and %lld deleted records", name.c_str(),
+    std::printf("%s: %s; %lld live and %lld deleted records", Harmless(name).c_str(),
                 check.findings.empty() ? "sound" : "faults were found",
                 static_cast<long long>(check.live_records),
                 static_cast<long long>(check.deleted_records));

@@ -11,6 +11,9 @@
 
 namespace pv::cli {
 
+// Whether the data file has reached nine tenths of the largest size that it can have.
+bool NearlyFull(const engine::TableInfo& info);
+
 // Prints files, sizes, counts, fields and tags. `about` are lines to begin with, by name.
 ExitCode ReportTable(Table* table, const std::vector<std::pair<std::string, std::string>>& about,
                      const CommonOptions& common);

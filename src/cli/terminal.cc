@@ -57,6 +57,32 @@ bool IsControl(char32_t c) {
          (c >= 0x2066 && c <= 0x2069);
 }
 
+void AppendEscaped(std::string* out, std::string_view utf8, bool double_backslashes) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  for (std::size_t pos = 0; pos < utf8.size();) {
+    const std::size_t start = pos;
+    const char32_t c = DecodeUtf8(utf8, &pos);
+    if (c == '\t') {
+      *out += "\\t";
+    } else if (c == '\n') {
+      *out += "\\n";
+    } else if (c == '\r') {
+      *out += "\\r";
+    } else if (c == '\\') {
+      *out += double_backslashes ? "\\\\" : "\\";
+    } else if (IsControl(c)) {
+      *out += c < 0x100 ? "\\x" : "\\u";
+      for (int shift = c < 0x100 ? 4 : 12; shift >= 0; shift -= 4) {
+        out->push_back(kDigits[c >> shift & 15]);
+      }
+    } else if (c == kReplacementCharacter) {
+      AppendUtf8(out, c);
+    } else {
+      out->append(utf8, start, pos - start);
+    }
+  }
+}
+
 }  // namespace
 
 bool InputIsTerminal() { return IsTerminal(stdin); }
@@ -83,7 +109,7 @@ bool ColorsWanted() {
 }
 
 bool AskYesNo(const std::string& question) {
-  std::fprintf(stderr, "%s [y/N] ", question.c_str());
+  std::fprintf(stderr, "%s [y/N] ", Harmless(question).c_str());
   std::fflush(stderr);
   const int first = std::getc(stdin);
   for (int c = first; c != '\n' && c != EOF;) c = std::getc(stdin);
@@ -96,29 +122,17 @@ std::size_t DisplayWidth(std::string_view utf8) {
   return width;
 }
 
-void AppendVisible(std::string* out, std::string_view utf8) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  for (std::size_t pos = 0; pos < utf8.size();) {
-    const std::size_t start = pos;
-    const char32_t c = DecodeUtf8(utf8, &pos);
-    if (c == '\t') {
-      *out += "\\t";
-    } else if (c == '\n') {
-      *out += "\\n";
-    } else if (c == '\r') {
-      *out += "\\r";
-    } else if (c == '\\') {
-      *out += "\\\\";
-    } else if (IsControl(c)) {
-      *out += c < 0x100 ? "\\x" : "\\u";
-      for (int shift = c < 0x100 ? 4 : 12; shift >= 0; shift -= 4)
-        out->push_back(kDigits[c >> shift & 15]);
-    } else if (c == kReplacementCharacter) {
-      AppendUtf8(out, c);
-    } else {
-      out->append(utf8, start, pos - start);
-    }
-  }
+void AppendVisible(std::string* out, std::string_view utf8) { AppendEscaped(out, utf8, true); }
+
+std::string Harmless(std::string_view utf8) {
+  std::string out;
+  AppendEscaped(&out, utf8, false);
+  return out;
+}
+
+void Tell(std::string_view message) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "pvgroup: %s\n", Harmless(message).c_str());
 }
 
 std::string Shortened(std::string_view utf8, std::size_t cells) {

@@ -29,6 +29,12 @@ std::size_t DisplayWidth(std::string_view utf8);
 // (\t, \n, \r, \xNN), so that no stored value can steer the terminal; "\" as "\\".
 void AppendVisible(std::string* out, std::string_view utf8);
 
+// The same for sentences that may name files and values: "\" stays as it is.
+std::string Harmless(std::string_view utf8);
+
+// One line on standard error: "pvgroup: " and the message, made harmless.
+void Tell(std::string_view message);
+
 // `utf8` cut to `cells` cells, the last one being "…" when something is missing.
 std::string Shortened(std::string_view utf8, std::size_t cells);
 

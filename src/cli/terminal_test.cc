@@ -24,6 +24,10 @@ TEST(AppendVisible, EscapesWhatCouldSteerATerminal) {
   EXPECT_EQ(Visible("\xFF"), "\xEF\xBF\xBD");
 }
 
+TEST(Harmless, KeepsBackslashes) {
+  EXPECT_EQ(Harmless("C:\\groups\x1B[2J\n"), "C:\\groups\\x1B[2J\\n");
+}
+
 TEST(DisplayWidth, CountsCells) {
   EXPECT_EQ(DisplayWidth("abc"), 3U);
   EXPECT_EQ(DisplayWidth("K\xC3\xB6ln"), 4U);

@@ -39,21 +39,6 @@ constexpr const char kFooter[] =
     "  pvgroup show customers --limit 10\n"
     "  pvgroup VERB --help";
 
-// Prints the one line that says why nothing came of it.
-void PrintFailure(const std::string& message) {
-  std::string line;
-  // Messages hold names and values from files: nothing in them may steer the terminal.
-  for (std::size_t start = 0;;) {
-    const std::size_t slash = message.find('\\', start);
-    AppendVisible(&line, std::string_view(message).substr(start, slash - start));
-    if (slash == message.npos) break;
-    line += '\\';
-    start = slash + 1;
-  }
-  std::fflush(stdout);
-  std::fprintf(stderr, "pvgroup: %s\n", line.c_str());
-}
-
 int RunAction(const CommonOptions& common, const Action& action) {
   if (!common.data_folder.empty()) {
     automation::MakeObject<support::Settings>()->SetGroupDataFolder(
@@ -151,16 +136,16 @@ int RunCommandLine(int argc, char** argv) {
     std::printf("%s\n", version.what());
     return kDone;
   } catch (const CLI::ParseError& error) {
-    PrintFailure(std::string(error.what()) + " (see --help)");
+    Tell(std::string(error.what()) + " (see --help)");
     return kUsage;
   } catch (const Failure& failure) {
-    PrintFailure(failure.what());
+    Tell(failure.what());
     return failure.code();
   } catch (const automation::Error& error) {
-    PrintFailure(error.description());
+    Tell(error.description());
     return ExitCodeOf(error.number());
   } catch (const std::exception& error) {
-    PrintFailure(error.what());
+    Tell(error.what());
     return kUnavailable;
   }
 }

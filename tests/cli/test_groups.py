@@ -176,6 +176,22 @@ class GroupsTest(harness.CliTest):
         plain = self.ok("verify", "g", code=FINDINGS)
         self.assertIn("faults were found", plain.out)
 
+    def test_a_table_that_is_nearly_full(self):
+        self.ok("create", "g", *[f"F{n}:text(254)" for n in range(240)])
+        path = self.table_of("g")
+        length = 1 + 100 + 240 * 254
+        count = 0x77FFFFFE // 100 * 91 // length
+        with open(path, "r+b") as table:  # mostly a hole
+            header = int.from_bytes(table.read(10)[8:10], "little")
+            table.seek(4)
+            table.write(count.to_bytes(4, "little"))
+            table.truncate(header + count * length)
+        self.assertTrue(self.ok("info", "g", "--json").json["nearly_full"])
+        self.write("in.csv", "Email\na@example.org\n")
+        run = self.ok("import", "g", "in.csv", "--json")
+        self.assertEqual(self.account(run), (1, 1, 0, 0, 0))
+        self.assertIn("over 90%", run.err)
+
     def test_help_and_version(self):
         self.assertRegex(self.ok("--version").out, r"\Apvgroup \d+\.\d+\.\d{4}\n\Z")
         self.assertIn("Exit codes", self.ok("--help").out)
