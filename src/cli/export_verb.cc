@@ -32,12 +32,9 @@ ExitCode Export(const CommonOptions& common, const ExportArguments& arguments) {
   if (arguments.file == "-") {
     out = std::make_unique<OutputStream>();
   } else {
-    if (!common.yes && PathExists(arguments.file)) {
-      Confirm(common, "Replace " + arguments.file + "?");
-      out = OutputStream::ToFile(arguments.file, true);
-    } else {
-      out = OutputStream::ToFile(arguments.file, common.yes);
-    }
+    const bool replaces = OutputStream::WouldReplace(arguments.file);
+    if (replaces) Confirm(common, "Replace " + arguments.file + "?");
+    out = OutputStream::ToFile(arguments.file, replaces);
   }
   const std::uint64_t count = PrintRecords(table, options, out.get());
   out->Finish();

@@ -3,6 +3,7 @@
 #define PV_CLI_OUTPUT_STREAM_H_
 
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -20,8 +21,12 @@ class OutputStream {
   OutputStream();
 
   // A new file, written under a name of its own beside `path` and renamed by Finish; without
-  // Finish nothing is left. `replace` allows that there is a file `path` already.
+  // Finish nothing is left. `replace` allows that there is a file `path` already. A link is
+  // followed; a device or a pipe is written to as it is.
   static std::unique_ptr<OutputStream> ToFile(const std::string& path, bool replace);
+
+  // Whether ToFile would put another file in the place of one that is there.
+  static bool WouldReplace(const std::string& path);
 
   ~OutputStream();
   OutputStream(const OutputStream&) = delete;
@@ -45,10 +50,12 @@ class OutputStream {
  private:
   static constexpr std::size_t kBlock = 256 * 1024;
   void Send();
+  [[noreturn]] void Fail() const;
 
   std::string buffer_;
   std::uint64_t offset_ = 0;
-  std::unique_ptr<platform::File> file_;  // null: standard output
+  std::FILE* stream_ = nullptr;           // standard output, a device or a pipe
+  std::unique_ptr<platform::File> file_;  // where that is null
   std::string path_;
   std::string building_;
   bool replace_ = false;

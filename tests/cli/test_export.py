@@ -58,6 +58,26 @@ class ExportTest(harness.CliTest):
         self.fails(UNAVAILABLE, "export", "g", "missing/out.csv")
         self.assertEqual([p.name for p in self.folder.iterdir() if ".part" in p.name], [])
 
+    def test_devices_links_and_folders(self):
+        self.make()
+        self.assertIn("a@example.org", self.ok("export", "g", "/dev/stdout").out)
+        self.assertTrue(os.path.exists("/dev/stdout"))
+        fifo = self.folder / "pipe"
+        os.mkfifo(fifo)
+        process = self.start("export", "g", fifo, "--yes")
+        with open(fifo, encoding="utf-8") as pipe:
+            self.assertIn("b@example.org", pipe.read())
+        process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 0)
+        self.assertTrue(fifo.is_fifo())
+        target = self.write("target.csv", "old")
+        (self.folder / "link.csv").symlink_to("target.csv")
+        self.fails(USAGE, "export", "g", "link.csv")
+        self.ok("export", "g", "link.csv", "--yes")
+        self.assertTrue((self.folder / "link.csv").is_symlink())
+        self.assertIn(b"a@example.org", target.read_bytes())
+        self.fails(UNAVAILABLE, "export", "g", self.folder, "--yes")
+
     def test_what_is_exported_raw_comes_back_the_same(self):
         generator = random.Random(3)
         letters = "abcXYZ ,;\"'\n\t=+-@|éßñ€日本😀\\"
