@@ -72,12 +72,6 @@ std::string WidthFault(const FieldLayout& f, bool visual) {
 
 }  // namespace
 
-bool DataHeader::has_memo_fields() const {
-  return std::any_of(layout.fields.begin(), layout.fields.end(), [](const FieldLayout& f) {
-    return f.type == FieldLetter::kMemo || f.type == FieldLetter::kMemoBinary;
-  });
-}
-
 std::uint16_t FixedWidthOf(char letter) {
   switch (letter) {
     case 'I':

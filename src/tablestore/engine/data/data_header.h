@@ -52,7 +52,6 @@ struct DataHeader {
   // Names of the hidden fields, for checks.
   bool has_null_flags = false;
 
-  bool has_memo_fields() const;
   std::uint64_t RecordOffset(std::uint32_t record_number) const {
     return header_length + std::uint64_t{record_number - 1} * layout.record_length;
   }
