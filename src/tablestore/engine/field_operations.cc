@@ -20,12 +20,8 @@ struct FieldRef {
   const FieldLayout* layout;
 
   std::uint8_t* bytes() const { return table->record() + layout->offset; }
-  bool is_memo() const {
-    return layout->type == FieldLetter::kMemo || layout->type == FieldLetter::kMemoBinary;
-  }
-  bool is_var_length() const {
-    return layout->type == FieldLetter::kVarchar || layout->type == FieldLetter::kVarbinary;
-  }
+  bool is_memo() const { return layout->is_memo(); }
+  bool is_var_length() const { return layout->is_var_length(); }
 };
 
 bool FindField(Handle handle, FieldRef* field) {

@@ -45,6 +45,14 @@ struct FieldLayout {
   std::uint16_t length_bit = 0;  // for V and Q: the bit that says "the last byte is the length"
   bool auto_increment = false;
   std::uint32_t descriptor_offset = 0;  // of its descriptor in the file
+
+  // Its bytes are a block of the memo file, whose text is the field's value.
+  bool is_memo() const { return type == FieldLetter::kMemo || type == FieldLetter::kMemoBinary; }
+  // Other programs' objects: its bytes may lead into the memo file, and we never follow them.
+  bool is_object() const { return type == FieldLetter::kGeneral || type == FieldLetter::kPicture; }
+  bool is_var_length() const {
+    return type == FieldLetter::kVarchar || type == FieldLetter::kVarbinary;
+  }
 };
 
 struct RecordLayout {

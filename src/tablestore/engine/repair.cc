@@ -22,14 +22,6 @@ namespace {
 constexpr std::uint16_t kUsualBlockSizes[] = {64, 512, 32, 33, 128, 256, 1024, 1};
 constexpr std::size_t kRecordsToJudge = 1000;
 
-bool IsMemo(const FieldLayout& f) {
-  return f.type == FieldLetter::kMemo || f.type == FieldLetter::kMemoBinary;
-}
-
-bool LeadsIntoMemoFile(const FieldLayout& f) {
-  return IsMemo(f) || f.type == FieldLetter::kGeneral || f.type == FieldLetter::kPicture;
-}
-
 class Repair {
  public:
   Repair(Session* session, std::string path, std::string new_path,
@@ -123,11 +115,13 @@ class Repair {
 
   Status OpenOldMemos() {
     const auto& fields = header_.layout.fields;
-    if (!std::any_of(fields.begin(), fields.end(), LeadsIntoMemoFile)) return {};
+    if (!std::any_of(fields.begin(), fields.end(),
+                     [](const FieldLayout& f) { return f.is_memo() || f.is_object(); })) {
+      return {};
+    }
     has_memo_file_ = true;
-    keeps_memo_file_ = std::any_of(fields.begin(), fields.end(), [](const FieldLayout& f) {
-      return LeadsIntoMemoFile(f) && !IsMemo(f);
-    });
+    keeps_memo_file_ = std::any_of(fields.begin(), fields.end(),
+                                   [](const FieldLayout& f) { return f.is_object(); });
     auto found = platform::FindIgnoringCase(files_, Companion(path_, ".fpt"));
     if (!found.ok()) {
       if (found.status().code() != StatusCode::kNotFound) return found.status();
@@ -166,7 +160,7 @@ class Repair {
       auto got = data_->Read(header_.RecordOffset(r), record.data(), record.size());
       if (!got.ok() || *got < record.size()) break;
       for (const FieldLayout& f : header_.layout.fields) {
-        if (!IsMemo(f)) continue;
+        if (!f.is_memo()) continue;
         const auto block = DecodeMemoBlock(f, record.data() + f.offset);
         if (block && *block != 0 && memo.Inspect(*block).ok()) ++leading;
       }
@@ -343,7 +337,7 @@ class Repair {
       }
       ++(record[0] == kLiveMark ? report_->live_records : report_->deleted_records);
       for (const FieldLayout& f : header_.layout.fields) {
-        if (IsMemo(f)) PV_RETURN_IF_ERROR(MoveMemo(r, f, record.data()));
+        if (f.is_memo()) PV_RETURN_IF_ERROR(MoveMemo(r, f, record.data()));
       }
       PV_RETURN_IF_ERROR(new_data_->Write(header_.RecordOffset(r), record.data(), length));
     }

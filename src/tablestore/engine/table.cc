@@ -81,11 +81,8 @@ Status Table::OpenFiles(const std::string& path) {
     }
   }
 
-  const bool has_memos =
-      std::any_of(header_.layout.fields.begin(), header_.layout.fields.end(), [](const auto& f) {
-        return f.type == FieldLetter::kMemo || f.type == FieldLetter::kMemoBinary ||
-               f.type == FieldLetter::kGeneral || f.type == FieldLetter::kPicture;
-      });
+  const bool has_memos = std::any_of(header_.layout.fields.begin(), header_.layout.fields.end(),
+                                     [](const auto& f) { return f.is_memo() || f.is_object(); });
   if (has_memos) {
     auto memo_path = platform::FindIgnoringCase(files, CompanionPath(".fpt"));
     if (!memo_path.ok()) {
@@ -154,14 +151,34 @@ Result<std::uint32_t> Table::ValidCount(std::uint32_t header_count) {
   return count_;
 }
 
+Status Table::ReadHeaderBytes(std::uint64_t offset, void* out, std::size_t size) {
+  PV_ASSIGN_OR_RETURN(const std::size_t got, data_->Read(offset, out, size));
+  if (got == size) return {};
+  return {StatusCode::kCorrupt, path_ + ": the header is cut short", kErrDataDamaged};
+}
+
+Result<std::uint32_t> Table::HeaderCount() {
+  std::uint8_t bytes[4] = {};
+  PV_RETURN_IF_ERROR(ReadHeaderBytes(kHeaderCountOffset, bytes, sizeof bytes));
+  return LoadLe32(bytes);
+}
+
+Status Table::ReadRecords(platform::File* data, std::uint32_t first, std::uint32_t count,
+                          std::uint8_t* out) {
+  const std::size_t length = header_.layout.record_length;
+  PV_ASSIGN_OR_RETURN(const std::size_t got,
+                      data->Read(header_.RecordOffset(first), out, count * length));
+  if (got == count * length) return {};
+  return {StatusCode::kCorrupt,
+          path_ + ": record " + std::to_string(first + got / length) +
+              " lies beyond the end of the file",
+          kErrDataDamaged};
+}
+
 Result<std::uint32_t> Table::RecordCount() {
   if (exclusive()) return count_;
-  std::uint8_t bytes[4] = {};
-  PV_ASSIGN_OR_RETURN(const std::size_t got, data_->Read(kHeaderCountOffset, bytes, sizeof bytes));
-  if (got < sizeof bytes) {
-    return Status(StatusCode::kCorrupt, path_ + ": the header is cut short", kErrDataDamaged);
-  }
-  return ValidCount(LoadLe32(bytes));
+  PV_ASSIGN_OR_RETURN(const std::uint32_t count, HeaderCount());
+  return ValidCount(count);
 }
 
 Status Table::OpenIndex(const std::string& index_path) {
@@ -262,15 +279,8 @@ Status Table::LockIndex(platform::LockKind kind, bool append_lock_held, platform
 }
 
 Status Table::LoadRecord(std::uint32_t record) {
-  const std::uint32_t length = header_.layout.record_length;
-  PV_ASSIGN_OR_RETURN(const std::size_t got,
-                      data_->Read(header_.RecordOffset(record), original_.data(), length));
-  if (got < length) {
-    return {StatusCode::kCorrupt,
-            path_ + ": record " + std::to_string(record) + " lies beyond the end of the file",
-            kErrDataDamaged};
-  }
-  std::copy_n(original_.data(), length, record_.data());
+  PV_RETURN_IF_ERROR(ReadRecords(data_.get(), record, 1, original_.data()));
+  std::copy_n(original_.data(), header_.layout.record_length, record_.data());
   if (memos_touched_) ForgetMemos();
   recalled_ = false;
   record_number_ = record;

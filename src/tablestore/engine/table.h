@@ -142,6 +142,13 @@ class Table {
   // table.cc
   Status OpenFiles(const std::string& path);
   Status ReadHeader();
+  // Bytes of the data file's header, all of them or kCorrupt; and its record count as it says now.
+  Status ReadHeaderBytes(std::uint64_t offset, void* out, std::size_t size);
+  Result<std::uint32_t> HeaderCount();
+  // `count` whole records of `data`, a file of this table's layout; kCorrupt names the first that
+  // is not there.
+  Status ReadRecords(platform::File* data, std::uint32_t first, std::uint32_t count,
+                     std::uint8_t* out);
   std::string StrayIndexFault() const;
   Status OpenIndex(const std::string& index_path);
   Status PrepareTags();

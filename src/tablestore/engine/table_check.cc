@@ -91,7 +91,7 @@ TableCheck Table::Check() {
     (live ? check.live_records : check.deleted_records) += 1;
     for (std::size_t i = 0; i < header_.layout.fields.size(); ++i) {
       const FieldLayout& f = header_.layout.fields[i];
-      if (f.type != FieldLetter::kMemo && f.type != FieldLetter::kMemoBinary) continue;
+      if (!f.is_memo()) continue;
       const std::string where =
           path_ + ": record " + std::to_string(r) + ", field " + f.name + ": ";
       const auto block = DecodeMemoBlock(f, record.data() + f.offset);

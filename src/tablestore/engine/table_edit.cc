@@ -16,10 +16,6 @@ constexpr std::uint32_t kAppendsBeforeGrowing = 16;
 constexpr std::uint64_t kLeastGrowth = 64 * 1024;
 constexpr std::uint64_t kMostGrowth = 8 * 1024 * 1024;
 
-bool IsMemo(const FieldLayout& f) {
-  return f.type == FieldLetter::kMemo || f.type == FieldLetter::kMemoBinary;
-}
-
 }  // namespace
 
 void Table::AppendStart() {
@@ -33,7 +29,7 @@ void Table::AppendStart() {
                 std::uint8_t{0});
     // A blank var-length field is empty: its last byte, the used length, is 0 and counts.
     for (const FieldLayout& f : header_.layout.fields) {
-      if (f.type != FieldLetter::kVarchar && f.type != FieldLetter::kVarbinary) continue;
+      if (!f.is_var_length()) continue;
       record_[header_.layout.null_flags_offset + f.length_bit / 8] |=
           static_cast<std::uint8_t>(1U << (f.length_bit % 8));
     }
@@ -131,10 +127,7 @@ Status Table::AssignAutoIncrement() {
     if (!f.auto_increment || f.type != FieldLetter::kInteger) continue;
     std::array<std::uint8_t, 5> next{};
     const std::uint64_t at = f.descriptor_offset + 19;
-    PV_ASSIGN_OR_RETURN(const std::size_t got, data_->Read(at, next.data(), next.size()));
-    if (got < next.size()) {
-      return {StatusCode::kCorrupt, path_ + ": the header is cut short", kErrDataDamaged};
-    }
+    PV_RETURN_IF_ERROR(ReadHeaderBytes(at, next.data(), next.size()));
     const std::uint32_t value = LoadLe32(next.data());
     StoreLe32(record_.data() + f.offset, value);
     StoreLe32(next.data(), value + next[4]);
@@ -151,7 +144,7 @@ Status Table::WriteNewMemos(const std::uint8_t* old_record, bool in_place_allowe
   if (!memos_touched_) return {};
   for (std::size_t i = 0; i < memos_.size(); ++i) {
     const FieldLayout& f = header_.layout.fields[i];
-    if (!memos_[i].assigned || !IsMemo(f)) continue;
+    if (!memos_[i].assigned || !f.is_memo()) continue;
     const std::string& text = memos_[i].text;
     std::uint8_t* const pointer = record_.data() + f.offset;
     const std::uint32_t old_block =
@@ -276,7 +269,7 @@ void Table::MergeUnchangedFields(const std::uint8_t* on_disk) {
     if (!same) continue;
     std::memcpy(record_.data() + f.offset, on_disk + f.offset, f.length);
     if (f.nullable) copy_bit(f.null_bit);
-    if (f.type == FieldLetter::kVarchar || f.type == FieldLetter::kVarbinary) {
+    if (f.is_var_length()) {
       copy_bit(f.length_bit);
     }
   }
@@ -313,13 +306,7 @@ std::int32_t Table::Write(std::int32_t record) {
 Status Table::WriteLocked(std::uint32_t number) {
   const std::uint32_t length = header_.layout.record_length;
   on_disk_.resize(length);
-  PV_ASSIGN_OR_RETURN(const std::size_t got,
-                      data_->Read(header_.RecordOffset(number), on_disk_.data(), length));
-  if (got < length) {
-    return {StatusCode::kCorrupt,
-            path_ + ": record " + std::to_string(number) + " lies beyond the end of the file",
-            kErrDataDamaged};
-  }
+  PV_RETURN_IF_ERROR(ReadRecords(data_.get(), number, 1, on_disk_.data()));
   if (place_ == Place::kRecord && number == record_number_) MergeUnchangedFields(on_disk_.data());
 
   const bool tagged = index_ != nullptr && !bulk_;
@@ -415,14 +402,7 @@ std::int32_t Table::Delete() {
   if (s.ok() && tagged) s = LockIndex(platform::LockKind::kExclusive, false, &index);
   if (s.ok()) {
     on_disk_.resize(length);
-    auto got = data_->Read(header_.RecordOffset(number), on_disk_.data(), length);
-    if (!got.ok()) {
-      s = got.status();
-    } else if (*got < length) {
-      s = {StatusCode::kCorrupt,
-           path_ + ": record " + std::to_string(number) + " lies beyond the end of the file",
-           kErrDataDamaged};
-    }
+    s = ReadRecords(data_.get(), number, 1, on_disk_.data());
   }
   if (s.ok() && on_disk_[0] != kDeletedMark) {
     if (tagged) {

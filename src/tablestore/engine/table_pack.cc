@@ -22,10 +22,6 @@ constexpr const char* kCommitSuffix = ".commit";
 
 std::string Base(const std::string& path) { return std::string(platform::WithoutExtension(path)); }
 
-bool IsMemo(const FieldLayout& f) {
-  return f.type == FieldLetter::kMemo || f.type == FieldLetter::kMemoBinary;
-}
-
 // Renames one new file over its old one, whatever the letter case of the old one's name.
 Status RenameOver(platform::FileSystem* files, const std::string& from, const std::string& to) {
   auto stat = files->Stat(from);
@@ -184,14 +180,12 @@ Status Table::PackInto(const std::string& new_data, const std::string& new_index
 
   // General and picture fields of other programs lead into the memo file too, and we follow none
   // of them: with such fields every block stays where it is.
-  const bool has_foreign_blocks =
-      std::any_of(layout.fields.begin(), layout.fields.end(), [](const FieldLayout& f) {
-        return f.type == FieldLetter::kGeneral || f.type == FieldLetter::kPicture;
-      });
+  const bool has_foreign_blocks = std::any_of(layout.fields.begin(), layout.fields.end(),
+                                              [](const FieldLayout& f) { return f.is_object(); });
   const bool move_memos = memo_ != nullptr && !has_foreign_blocks;
   std::vector<const FieldLayout*> memo_fields;
   for (const FieldLayout& f : layout.fields) {
-    if (IsMemo(f)) memo_fields.push_back(&f);
+    if (f.is_memo()) memo_fields.push_back(&f);
   }
 
   PV_ASSIGN_OR_RETURN(auto data, open_empty(new_data));
@@ -205,10 +199,7 @@ Status Table::PackInto(const std::string& new_data, const std::string& new_index
   }
 
   std::string header(header_.header_length, '\0');
-  PV_ASSIGN_OR_RETURN(const std::size_t header_got, data_->Read(0, header.data(), header.size()));
-  if (header_got < header.size()) {
-    return {StatusCode::kCorrupt, path_ + ": the header is cut short", kErrDataDamaged};
-  }
+  PV_RETURN_IF_ERROR(ReadHeaderBytes(0, header.data(), header.size()));
   const CivilDate today = session_->Today();
   header[1] = static_cast<char>(today.year % 100);
   header[2] = static_cast<char>(today.month);
@@ -222,14 +213,7 @@ Status Table::PackInto(const std::string& new_data, const std::string& new_index
   std::uint32_t live = 0;
   for (std::uint32_t first = 1; first <= count_;) {
     const std::uint32_t n = std::min(per_block, count_ - first + 1);
-    PV_ASSIGN_OR_RETURN(const std::size_t got, data_->Read(header_.RecordOffset(first), in.data(),
-                                                           std::size_t{n} * length));
-    if (got < std::size_t{n} * length) {
-      return {StatusCode::kCorrupt,
-              path_ + ": record " + std::to_string(first + got / length) +
-                  " lies beyond the end of the file",
-              kErrDataDamaged};
-    }
+    PV_RETURN_IF_ERROR(ReadRecords(data_.get(), first, n, in.data()));
     out.clear();
     for (std::uint32_t i = 0; i < n; ++i) {
       std::uint8_t* const record = in.data() + std::size_t{i} * length;

@@ -51,13 +51,7 @@ Status Table::RecoverIfMarked(bool append_lock_held, platform::RangeLock* lock) 
   }
   header_count_ = 0;
   count_ = 0;
-  std::uint8_t bytes[4] = {};
-  PV_ASSIGN_OR_RETURN(const std::size_t got, data_->Read(kHeaderCountOffset, bytes, sizeof bytes));
-  if (got < sizeof bytes) {
-    return {StatusCode::kCorrupt, path_ + ": the header is cut short", kErrDataDamaged};
-  }
-  std::uint32_t count = 0;
-  std::memcpy(&count, bytes, sizeof count);
+  PV_ASSIGN_OR_RETURN(const std::uint32_t count, HeaderCount());
   PV_ASSIGN_OR_RETURN(const std::uint32_t records, ValidCount(count));
 
   // We hold the append lock: one record beyond the count is of an append that never was.
@@ -104,14 +98,7 @@ Status Table::RebuildTags(IndexFile* index, const std::vector<TagState>& tags, p
     sorter.Expect(records);
     for (std::uint32_t first = 1; first <= records;) {
       const std::uint32_t n = std::min(per_block, records - first + 1);
-      PV_ASSIGN_OR_RETURN(const std::size_t got, data->Read(header_.RecordOffset(first),
-                                                            block.data(), std::size_t{n} * length));
-      if (got < std::size_t{n} * length) {
-        return {StatusCode::kCorrupt,
-                path_ + ": record " + std::to_string(first + got / length) +
-                    " lies beyond the end of the file",
-                kErrDataDamaged};
-      }
+      PV_RETURN_IF_ERROR(ReadRecords(data, first, n, block.data()));
       for (std::uint32_t i = 0; i < n; ++i) {
         const std::uint8_t* record = block.data() + std::size_t{i} * length;
         if (state.filter) {
