@@ -123,6 +123,7 @@ Status Table::WriteCount(std::uint32_t count) {
 
 // Gives auto-increment fields their next value and moves it on; under the append lock.
 Status Table::AssignAutoIncrement() {
+  if (!header_.has_auto_increment) return {};
   for (const FieldLayout& f : header_.layout.fields) {
     if (!f.auto_increment || f.type != FieldLetter::kInteger) continue;
     std::array<std::uint8_t, 5> next{};

@@ -185,6 +185,7 @@ Result<DataHeader> ParseDataHeader(std::string_view bytes, const std::string& pa
     f.nullable = (flags & kFieldNullable) != 0;
     if (f.nullable) f.null_bit = next_bit++;
     f.auto_increment = (flags & kFieldAutoIncrement) != 0;
+    h.has_auto_increment = h.has_auto_increment || f.auto_increment;
     if (std::string fault = WidthFault(f, visual); !fault.empty()) return Damaged(path, fault);
     if (!names.insert(f.name).second) {
       return Damaged(path, "field " + f.name + " is there twice");

@@ -49,8 +49,8 @@ struct DataHeader {
   std::uint8_t flags = 0;
   std::uint8_t code_page_mark = 0;
   RecordLayout layout;
-  // Names of the hidden fields, for checks.
   bool has_null_flags = false;
+  bool has_auto_increment = false;
 
   std::uint64_t RecordOffset(std::uint32_t record_number) const {
     return header_length + std::uint64_t{record_number - 1} * layout.record_length;
