@@ -16,7 +16,7 @@ const System& CurrentSystem() {
 
 ScopedSystem::ScopedSystem(const System& system) : system_(system), previous_(current_system) {
   assert(system.files != nullptr && system.profiles != nullptr && system.process != nullptr &&
-         system.code_pages != nullptr);
+         system.code_pages != nullptr && system.trace_windows != nullptr);
   current_system = &system_;
 }
 

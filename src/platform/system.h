@@ -14,6 +14,7 @@
 #include "base/date.h"
 #include "base/status.h"
 #include "platform/file_system.h"
+#include "platform/trace_windows.h"
 
 namespace pv::platform {
 
@@ -72,6 +73,7 @@ struct System {
   Profiles* profiles = nullptr;
   Process* process = nullptr;
   CodePages* code_pages = nullptr;
+  TraceWindows* trace_windows = nullptr;
 };
 
 // The set in force on this thread: the operating system's unless a ScopedSystem lives.

@@ -26,4 +26,18 @@ Result<std::shared_ptr<const CodePage>> FakeCodePages::Load(int number) {
   return OperatingSystem().code_pages->Load(number);
 }
 
+TraceHandle FakeTraceWindows::Find(const std::string& title) {
+  ++searches;
+  const auto it = open.find(title);
+  return it == open.end() ? 0 : it->second;
+}
+
+void FakeTraceWindows::Send(TraceHandle window, const TraceMessage& message) {
+  sent.emplace_back(window, message);
+}
+
+Result<std::unique_ptr<TraceListener>> FakeTraceWindows::Listen(const std::string& title) {
+  return Status::Unsupported(title + ": no window can be opened in memory");
+}
+
 }  // namespace pv::platform

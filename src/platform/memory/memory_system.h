@@ -51,18 +51,33 @@ class FakeCodePages : public CodePages {
   int SystemPage() override { return system_page; }
 };
 
+// Windows that are open because the test says so, and what was sent to them.
+class FakeTraceWindows : public TraceWindows {
+ public:
+  // Set freely.
+  std::map<std::string, TraceHandle> open;
+  std::vector<std::pair<TraceHandle, TraceMessage>> sent;
+  int searches = 0;
+
+  TraceHandle Find(const std::string& title) override;
+  void Send(TraceHandle window, const TraceMessage& message) override;
+  // kUnsupported: nothing arrives here.
+  Result<std::unique_ptr<TraceListener>> Listen(const std::string& title) override;
+};
+
 class MemorySystem {
  public:
   MemorySystem() = default;
   explicit MemorySystem(const MemoryImage& image) : files(image) {}
 
   // Points to the members below.
-  System system() { return {&files, &profiles, &process, &code_pages}; }
+  System system() { return {&files, &profiles, &process, &code_pages, &trace_windows}; }
 
   MemoryFileSystem files;
   IniProfiles profiles{&files};
   FakeProcess process;
   FakeCodePages code_pages;
+  FakeTraceWindows trace_windows;
 };
 
 }  // namespace pv::platform

@@ -3,6 +3,7 @@
 #include "platform/posix/code_pages_posix.h"
 #include "platform/posix/file_system_posix.h"
 #include "platform/posix/process_posix.h"
+#include "platform/posix/trace_windows_posix.h"
 #include "platform/system.h"
 
 namespace pv::platform {
@@ -13,7 +14,8 @@ struct PosixSystem {
   IniProfiles profiles{&files};
   PosixProcess process;
   PosixCodePages code_pages;
-  System seams{&files, &profiles, &process, &code_pages};
+  PosixTraceWindows trace_windows;
+  System seams{&files, &profiles, &process, &code_pages, &trace_windows};
 };
 
 }  // namespace

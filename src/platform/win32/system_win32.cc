@@ -11,24 +11,11 @@
 #include "platform/ini_file.h"
 #include "platform/system.h"
 #include "platform/win32/file_system_win32.h"
+#include "platform/win32/trace_windows_win32.h"
 #include "platform/win32/windows_api.h"
 
 namespace pv::platform {
 namespace {
-
-// Text for the ANSI functions; `lossy` tells of characters that the system's page lacks.
-std::string AnsiFromUtf8(std::string_view text, bool* lossy) {
-  const std::wstring wide = WideFromUtf8(text);
-  if (wide.empty()) return {};
-  BOOL replaced = FALSE;
-  const int size = ::WideCharToMultiByte(CP_ACP, 0, wide.data(), static_cast<int>(wide.size()),
-                                         nullptr, 0, nullptr, nullptr);
-  std::string ansi(static_cast<std::size_t>(std::max(size, 0)), '\0');
-  ::WideCharToMultiByte(CP_ACP, 0, wide.data(), static_cast<int>(wide.size()), ansi.data(), size,
-                        nullptr, &replaced);
-  if (replaced && lossy != nullptr) *lossy = true;
-  return ansi;
-}
 
 // The profile functions look for a name without a folder in the Windows folder, so the path must
 // be absolute; they know only ANSI file names.
@@ -209,7 +196,8 @@ struct Win32System {
   Win32Profiles profiles;
   Win32Process process;
   Win32CodePages code_pages;
-  System seams{&files, &profiles, &process, &code_pages};
+  Win32TraceWindows trace_windows;
+  System seams{&files, &profiles, &process, &code_pages, &trace_windows};
 };
 
 }  // namespace

@@ -69,6 +69,19 @@ std::string Utf8FromWide(std::wstring_view text) {
   return Utf8FromUtf16(std::u16string(text.begin(), text.end()));
 }
 
+std::string AnsiFromUtf8(std::string_view text, bool* lossy) {
+  const std::wstring wide = WideFromUtf8(text);
+  if (wide.empty()) return {};
+  BOOL replaced = FALSE;
+  const int size = ::WideCharToMultiByte(CP_ACP, 0, wide.data(), static_cast<int>(wide.size()),
+                                         nullptr, 0, nullptr, nullptr);
+  std::string ansi(static_cast<std::size_t>(std::max(size, 0)), '\0');
+  ::WideCharToMultiByte(CP_ACP, 0, wide.data(), static_cast<int>(wide.size()), ansi.data(), size,
+                        nullptr, &replaced);
+  if (replaced && lossy != nullptr) *lossy = true;
+  return ansi;
+}
+
 Result<std::wstring> WidePath(const std::string& path) {
   if (path.empty()) return Status::Invalid("a file name is empty");
   if (path.find('\0') != std::string::npos) {

@@ -23,6 +23,10 @@ namespace pv::platform {
 std::wstring WideFromUtf8(std::string_view text);
 std::string Utf8FromWide(std::wstring_view text);
 
+// Text for the ANSI functions; `lossy`, which may be null, is set when the system's page lacks
+// characters of it.
+std::string AnsiFromUtf8(std::string_view text, bool* lossy);
+
 // A path for the wide functions: absolute, "\" as separator, with the prefix that lifts the limit
 // on its length when it is long. kInvalid for an empty path or one with a zero character.
 Result<std::wstring> WidePath(const std::string& path);
