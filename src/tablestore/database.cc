@@ -147,7 +147,7 @@ Database::Database() {
 
 Database::~Database() {
   try {
-    RecordView::DetachSession(session_);
+    TableRecordView::DetachSession(session_);
     const std::int32_t code = engine::code4initUndo(session_);
     if (code < 0) LogError("Class_Terminate", Error(code, {}, EngineErrorText(0, code)));
   } catch (...) {

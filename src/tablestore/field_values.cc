@@ -6,8 +6,8 @@
 #include "base/text.h"
 #include "pvgroupman/automation/error.h"
 #include "tablestore/field_access.h"
-#include "tablestore/record_view.h"
 #include "tablestore/resource_strings.h"
+#include "tablestore/table_record_view.h"
 
 namespace pv::tablestore {
 namespace {
@@ -92,7 +92,7 @@ void RaiseUnknownLetter(char letter) {
                           Text(kTextUnknownType, std::string_view(&letter, 1)));
 }
 
-void ReadField(engine::Handle session, const RecordView::Column& column, const CodePage& page,
+void ReadField(engine::Handle session, const TableRecordView::Column& column, const CodePage& page,
                Value* value) {
   const engine::Handle field = column.field;
   if (engine::f4null(field) != 0) {
@@ -145,7 +145,7 @@ void ReadField(engine::Handle session, const RecordView::Column& column, const C
   }
 }
 
-void StoreField(const RecordView::Column& column, const Value& value, const CodePage& page) {
+void StoreField(const TableRecordView::Column& column, const Value& value, const CodePage& page) {
   const engine::Handle field = column.field;
   if (value.IsNull()) {
     engine::f4assignNull(field);

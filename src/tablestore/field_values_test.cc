@@ -2,8 +2,8 @@
 #include <limits>
 
 #include "base/date.h"
-#include "tablestore/record_view.h"
 #include "tablestore/table_fixture_test.h"
+#include "tablestore/table_record_view.h"
 
 namespace pv::tablestore {
 namespace {
@@ -231,7 +231,7 @@ TEST_F(FieldValuesTest, UnknownLetterFailsInReadingAndWriting) {
   EXPECT_FALSE(IsKnownLetter('V'));
   EXPECT_FALSE(IsKnownLetter('\0'));
   const auto page = CodePage::Windows1252();
-  RecordView::Column column;
+  TableRecordView::Column column;
   column.letter = 'V';
   Value value;
   ExpectError(ErrorFrom([&] { ReadField(0, column, *page, &value); }), 2404, "ReadRecordBuffer",

@@ -75,7 +75,7 @@ bool Recipients::CreateInst(std::int32_t pSession, std::int32_t pTable) {
     impl_->adding = false;
     impl_->session = pSession;
     impl_->table = pTable;
-    if (pTable != 0) impl_->view = std::make_unique<RecordView>(pSession, pTable, GetFields());
+    if (pTable != 0) impl_->view = std::make_unique<TableRecordView>(pSession, pTable, GetFields());
     return true;
   });
 }
@@ -101,7 +101,7 @@ Value Recipients::Update() {
     Impl& cursor = *impl_;
     cursor.RequireOpen();
     const engine::Handle table = cursor.table;
-    RecordView& view = *cursor.view;
+    TableRecordView& view = *cursor.view;
     if (!cursor.adding && view.shows() == RecordView::Shows::kNothing) {
       throw Error(kErrNoCurrentRecord, {}, Text(kTextNoCurrentRecord));
     }
@@ -149,7 +149,7 @@ bool Recipients::Delete() {
 bool Recipients::CloseTable() {
   return Traced("CloseTable", [&] {
     impl_->RequireOpen();
-    RecordView::DetachTable(impl_->table);
+    TableRecordView::DetachTable(impl_->table);
     engine::code4errorCode(impl_->session, 0);
     const std::int32_t code = engine::d4close(impl_->table);
     if (code != engine::kSuccess) {

@@ -9,8 +9,8 @@
 
 #include "pvgroupman/tablestore/recipients.h"
 #include "tablestore/engine/operations.h"
-#include "tablestore/record_view.h"
 #include "tablestore/resource_strings.h"
+#include "tablestore/table_record_view.h"
 
 namespace pv::tablestore {
 
@@ -49,7 +49,7 @@ class Recipients::Impl {
   engine::Handle table = 0;
   bool adding = false;
   automation::Ref<Fields> fields;  // made when first asked for
-  std::unique_ptr<RecordView> view;
+  std::unique_ptr<TableRecordView> view;
 };
 
 }  // namespace pv::tablestore
