@@ -1,4 +1,4 @@
-# Compiler settings and the two helpers that every folder's CMakeLists.txt uses.
+# Compiler settings and the helpers that every folder's CMakeLists.txt uses.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -31,6 +31,23 @@ function(pv_library name)
   add_library(${name} STATIC ${ARG_SOURCES})
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
   target_link_libraries(${name} PUBLIC ${ARG_DEPENDS})
+  pv_compile_options(${name})
+endfunction()
+
+# pv_provider(NAME SOURCES... DEPENDS targets...): a library of classes that is loaded when one of
+# them is asked for. It shows pv_provider and nothing else, so that what it has in common with the
+# component does not mix with the component's.
+function(pv_provider name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(${name} MODULE ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+  target_link_libraries(${name} PRIVATE ${ARG_DEPENDS})
+  set(symbols ${PROJECT_SOURCE_DIR}/cmake/provider.symbols)
+  target_link_options(${name} PRIVATE -Wl,--version-script=${symbols})
+  set_target_properties(${name} PROPERTIES
+    PREFIX lib
+    LINK_DEPENDS ${symbols}
+    LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/src/providers)
   pv_compile_options(${name})
 endfunction()
 

@@ -33,7 +33,7 @@ ENGINE_SHARED = {"record_layout.h", "error_codes.h"}
 # Operations, and nothing else of the engine, are what the layers above see.
 ENGINE_DOORS = {"operations.h", "error_codes.h"}
 SYSTEM_HEADERS = re.compile(
-    r"^(unistd|fcntl|dlfcn|dirent|iconv|pwd|signal|setjmp|poll|sched|windows|winsock2|objbase|"
+    r"^(unistd|fcntl|dlfcn|link|dirent|iconv|pwd|signal|setjmp|poll|sched|windows|winsock2|objbase|"
     r"ole2|oleauto)\.h$|^csignal$|^csetjmp$|^sys/|^linux/|^fstream$|^filesystem$"
 )
 # The command line talks to a terminal and to the user's own files; tests may look at anything.

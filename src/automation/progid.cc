@@ -19,6 +19,7 @@ struct Registration {
 struct Registry {
   std::mutex mutex;
   std::map<std::string, Registration, std::less<>> classes;
+  ClassFinder finder = nullptr;
 };
 
 Registry& TheRegistry() {
@@ -40,24 +41,35 @@ void UnregisterClass(std::string_view prog_id) {
   registry.classes.erase(ToLower(prog_id));
 }
 
+void SetClassFinder(ClassFinder finder) {
+  Registry& registry = TheRegistry();
+  const std::lock_guard lock(registry.mutex);
+  registry.finder = finder;
+}
+
 Ref<Object> CreateObject(std::string_view prog_id) {
   Registry& registry = TheRegistry();
   ObjectFactory factory = nullptr;
+  ClassFinder finder = nullptr;
   {
     const std::lock_guard lock(registry.mutex);
     const auto at = registry.classes.find(ToLower(prog_id));
     if (at != registry.classes.end()) factory = at->second.factory;
+    finder = registry.finder;
   }
-  if (factory == nullptr) {
-    throw Error(kErrCannotCreate, std::string(prog_id),
-                std::string(StandardDescription(kErrCannotCreate)) + ": no class is known as \"" +
-                    std::string(prog_id) + "\"");
-  }
+  std::string reason;
   try {
-    return factory();
+    if (factory != nullptr) return factory();
+    if (finder != nullptr) {
+      if (Ref<Object> found = finder(prog_id, &reason)) return found;
+    }
   } catch (...) {
     throw CurrentError(std::string(prog_id));
   }
+  std::string description = StandardDescription(kErrCannotCreate);
+  description.append(": no class is known as \"").append(prog_id).append("\"");
+  if (!reason.empty()) description.append(" (").append(reason).append(")");
+  throw Error(kErrCannotCreate, std::string(prog_id), std::move(description));
 }
 
 std::vector<std::string> RegisteredClasses() {

@@ -32,6 +32,27 @@ TEST(ProgId, UnknownClassIs429WithTheReason) {
             "ActiveX component can't create object: no class is known as \"ADODB.Connection\"");
 }
 
+TEST(ProgId, TheFinderIsAskedForWhatIsNotEntered) {
+  RegisterClass<Sample>("PVTest.Sample");
+  SetClassFinder([](std::string_view prog_id, std::string* reason) -> Ref<Object> {
+    if (prog_id == "PVTest.Far") return MakeObject<Thing>();
+    if (prog_id == "PVTest.Unborn") return MakeObject<Unborn>();
+    *reason = "the library is gone";
+    return nullptr;
+  });
+  EXPECT_EQ(CreateObject("PVTest.Sample")->Members().class_name(), "Sample");
+  EXPECT_EQ(CreateObject("PVTest.Far")->Members().class_name(), "Thing");
+  EXPECT_EQ(ErrorFrom([] { CreateObject("PVTest.Unborn"); }).number(), 2403);
+  const Error e = ErrorFrom([] { CreateObject("PVTest.Near"); });
+  EXPECT_EQ(e.number(), 429);
+  EXPECT_EQ(e.description(),
+            "ActiveX component can't create object: no class is known as \"PVTest.Near\" "
+            "(the library is gone)");
+  SetClassFinder(nullptr);
+  EXPECT_EQ(ErrorFrom([] { CreateObject("PVTest.Far"); }).number(), 429);
+  UnregisterClass("PVTest.Sample");
+}
+
 TEST(ProgId, ConstructorsErrorReachesTheCaller) {
   RegisterClass<Unborn>("PVTest.Unborn");
   const Error e = ErrorFrom([] { CreateObject("PVTest.Unborn"); });

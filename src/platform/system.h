@@ -44,6 +44,12 @@ class Process {
   // Folder of the running executable, ending in a separator, and its name without ".exe".
   virtual std::string HostFolder() = 0;
   virtual std::string HostName() = 0;
+  // Folder of the executable or shared library that holds this code, ending in a separator.
+  virtual std::string OwnFolder() = 0;
+  // Loads a shared library, for good, and gives the address of one of its functions. kNotFound
+  // when there is no such file; kUnsupported with the system's reason when it cannot be loaded, or
+  // has no such function.
+  virtual Result<void*> LoadFunction(const std::string& library, const std::string& name) = 0;
   // XDG_CONFIG_HOME and XDG_DATA_HOME or their defaults below the home folder; on Windows the
   // user's local application-data folder. No separator at the end; empty when there is no home.
   virtual std::string ConfigFolder() = 0;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <set>
 #include <thread>
 
@@ -50,6 +51,22 @@ TEST(OperatingSystemProcess, KnowsItsHost) {
   const std::string folder = process.HostFolder();
   ASSERT_FALSE(folder.empty());
   EXPECT_TRUE(folder.back() == '/' || folder.back() == '\\');
+}
+
+TEST(OperatingSystemProcess, KnowsItsOwnFolder) {
+  Process& process = *OperatingSystem().process;
+  EXPECT_EQ(process.OwnFolder(), process.HostFolder());  // this code is part of the executable
+}
+
+TEST(OperatingSystemProcess, LoadsFunctionsOfLibraries) {
+  TestFolder folder;
+  Process& process = *OperatingSystem().process;
+  EXPECT_EQ(process.LoadFunction(folder / "none.so", "f").status().code(), StatusCode::kNotFound);
+  EXPECT_EQ(process.LoadFunction("libm.so.6", "cos").status().code(), StatusCode::kInvalid);
+  std::ofstream(folder / "text.so") << "no library";
+  const Status text = process.LoadFunction(folder / "text.so", "f").status();
+  EXPECT_EQ(text.code(), StatusCode::kUnsupported);
+  EXPECT_NE(text.message().find("text.so"), std::string::npos) << text.message();
 }
 
 TEST(OperatingSystemProcess, IdentifiersAreOfVersionFourAndDiffer) {

@@ -10,6 +10,7 @@
 #include "pvgroupman/tablestore/fields.h"
 #include "pvgroupman/tablestore/index_defs.h"
 #include "pvgroupman/tablestore/recipients.h"
+#include "server/providers.h"
 
 namespace pv::server {
 namespace {
@@ -40,6 +41,7 @@ void RegisterPublicClasses() {
   for (const PublicClass& entry : kClasses) {
     automation::RegisterClass(ProgIdOf(entry), entry.factory);
   }
+  UseProviders();
 }
 
 }  // namespace pv::server

@@ -24,7 +24,8 @@ std::span<const PublicClass> PublicClasses();
 // "PVGroupMan.Groups" for "Groups".
 std::string ProgIdOf(const PublicClass& entry);
 
-// Enters them all, so that CreateObject finds them. Doing it again changes nothing.
+// Enters them all, so that CreateObject finds them, and those of providers (providers.h) when they
+// are asked for. Doing it again changes nothing.
 void RegisterPublicClasses();
 
 }  // namespace pv::server

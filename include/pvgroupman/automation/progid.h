@@ -27,6 +27,13 @@ void RegisterClass(std::string_view prog_id) {
 // Takes the entry of a name out; nothing happens when there is none.
 PV_API void UnregisterClass(std::string_view prog_id);
 
+// Makes an object of a class that is not entered, or answers none with the reason in `reason`, a
+// part of a sentence. May enter classes; throws Error.
+using ClassFinder = Ref<Object> (*)(std::string_view prog_id, std::string* reason);
+
+// Sets who is asked for classes that are not entered; null for nobody.
+PV_API void SetClassFinder(ClassFinder finder);
+
 // Makes an object of the named class. Error 429, "ActiveX component can't create object", with
 // the name and the reason when there is no such class; the constructor's own error when it fails.
 PV_API Ref<Object> CreateObject(std::string_view prog_id);

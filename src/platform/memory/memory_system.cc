@@ -18,6 +18,12 @@ std::optional<std::array<std::uint8_t, 16>> FakeProcess::NewIdentifier() {
   return id;
 }
 
+Result<void*> FakeProcess::LoadFunction(const std::string& library, const std::string&) {
+  const auto it = libraries.find(library);
+  if (it == libraries.end()) return Status::NotFound(library + ": no such file");
+  return it->second;
+}
+
 void FakeProcess::ShowMessage(std::string_view title, std::string_view text) {
   messages.emplace_back(title, text);
 }

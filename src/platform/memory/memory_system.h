@@ -24,6 +24,9 @@ class FakeProcess : public Process {
   std::map<std::string, std::string> environment;
   std::string host_folder = "/app/";
   std::string host_name = "host";
+  std::string own_folder = "/app/";
+  // Shared libraries by path, and what they say when they cannot be loaded.
+  std::map<std::string, Result<void*>> libraries;
   std::string config_folder = "/home/user/.config";
   std::string data_folder = "/home/user/.local/share";
   CivilDateTime time{{2024, 2, 29}, 13, 45, 0};
@@ -35,6 +38,8 @@ class FakeProcess : public Process {
   std::optional<std::string> Environment(const std::string& name) override;
   std::string HostFolder() override { return host_folder; }
   std::string HostName() override { return host_name; }
+  std::string OwnFolder() override { return own_folder; }
+  Result<void*> LoadFunction(const std::string& library, const std::string& name) override;
   std::string ConfigFolder() override { return config_folder; }
   std::string DataFolder() override { return data_folder; }
   CivilDateTime LocalTime() override { return time; }

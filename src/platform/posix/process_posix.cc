@@ -1,6 +1,8 @@
 // Environment, folders, clock and identifiers. Tested by system_test.cc.
 #include "platform/posix/process_posix.h"
 
+#include <dlfcn.h>
+#include <link.h>
 #include <pwd.h>
 #include <sys/random.h>
 #include <time.h>
@@ -12,9 +14,13 @@
 #include <vector>
 
 #include "base/text.h"
+#include "platform/posix/from_errno.h"
 
 namespace pv::platform {
 namespace {
+
+// An address that dladdr finds the executable or library of this code by.
+const char kInThisFile = 0;
 
 std::string ExecutablePath() {
   std::string path(256, '\0');
@@ -69,6 +75,32 @@ std::string PosixProcess::HostName() {
   std::string name(NameOf(ExecutablePath()));
   if (EqualsIgnoreCase(ExtensionOf(name), ".exe")) name.resize(name.size() - 4);
   return name;
+}
+
+std::string PosixProcess::OwnFolder() {
+  Dl_info info;
+  link_map* map = nullptr;
+  // The executable has no name there; what it was started as need not lead to it.
+  if (::dladdr1(&kInThisFile, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) != 0 &&
+      map != nullptr && map->l_name != nullptr && *map->l_name != '\0') {
+    if (char* const path = ::realpath(map->l_name, nullptr)) {
+      std::string folder(FolderOf(path));
+      std::free(path);
+      return folder;
+    }
+  }
+  return HostFolder();
+}
+
+Result<void*> PosixProcess::LoadFunction(const std::string& library, const std::string& name) {
+  // A name without a folder would be sought wherever the system keeps libraries.
+  if (FolderOf(library).empty()) return Status::Invalid(library + ": the library needs a path");
+  if (::access(library.c_str(), F_OK) != 0) return FromErrno(errno, library, "cannot load");
+  void* const handle = ::dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) return Status::Unsupported(::dlerror());
+  void* const address = ::dlsym(handle, name.c_str());
+  if (address == nullptr) return Status::Unsupported(library + ": no function " + name);
+  return address;
 }
 
 std::string PosixProcess::ConfigFolder() { return FolderFrom("XDG_CONFIG_HOME", ".config"); }

@@ -11,6 +11,8 @@ class PosixProcess : public Process {
   std::optional<std::string> Environment(const std::string& name) override;
   std::string HostFolder() override;
   std::string HostName() override;
+  std::string OwnFolder() override;
+  Result<void*> LoadFunction(const std::string& library, const std::string& name) override;
   std::string ConfigFolder() override;
   std::string DataFolder() override;
   CivilDateTime LocalTime() override;

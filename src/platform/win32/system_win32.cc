@@ -17,6 +17,9 @@
 namespace pv::platform {
 namespace {
 
+// An address that the module of this code is found by.
+const char kInThisFile = 0;
+
 // The profile functions look for a name without a folder in the Windows folder, so the path must
 // be absolute; they know only ANSI file names.
 Result<std::string> ProfilePath(const std::string& file) {
@@ -92,6 +95,25 @@ class Win32Process : public Process {
     return name;
   }
 
+  std::string OwnFolder() override {
+    HMODULE module = nullptr;
+    if (!::GetModuleHandleExW(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            reinterpret_cast<LPCWSTR>(&kInThisFile), &module)) {
+      return HostFolder();
+    }
+    return std::string(FolderOf(ModulePath(module)));
+  }
+
+  Result<void*> LoadFunction(const std::string& library, const std::string& name) override {
+    PV_ASSIGN_OR_RETURN(const std::wstring path, WidePath(library));
+    const HMODULE module = ::LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    if (module == nullptr) return FromWindowsError(::GetLastError(), library, "cannot load");
+    const FARPROC address = ::GetProcAddress(module, name.c_str());
+    if (address == nullptr) return Status::Unsupported(library + ": no function " + name);
+    return reinterpret_cast<void*>(address);
+  }
+
   std::string ConfigFolder() override { return LocalApplicationData(); }
   std::string DataFolder() override { return LocalApplicationData(); }
 
@@ -118,11 +140,13 @@ class Win32Process : public Process {
   }
 
  private:
-  static std::string ExecutablePath() {
+  static std::string ExecutablePath() { return ModulePath(nullptr); }
+
+  // The file of a module; null stands for the executable.
+  static std::string ModulePath(HMODULE module) {
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {
-      const DWORD size =
-          ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+      const DWORD size = ::GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
       if (size < path.size()) {
         path.resize(size);
         return Utf8FromWide(path);
