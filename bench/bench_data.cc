@@ -15,17 +15,24 @@ constexpr const char* kFirst[] = {"Anna", "Bert", "Clara", "Dmitri", "Eve", "Far
 constexpr const char* kLast[] = {"Smith", "Garcia", "Haddad", "Nilsson", "Oduya", "Petrov"};
 constexpr const char* kCompany[] = {"Northwind Traders", "Blue Sky Ltd", "Cascade Coffee Roasters",
                                     "Delice et Fils"};
+// Rows made at once: enough that starting and stopping the clock costs nothing.
+constexpr std::uint32_t kBlock = 10'000;
+
 constexpr const char* kCity[] = {"Hamburg", "Lisbon", "Oslo", "Nairobi", "Kyoto"};
 
 }  // namespace
 
-Rows::Rows(std::uint32_t n) : order_(n) {
-  std::iota(order_.begin(), order_.end(), 0U);
-  std::shuffle(order_.begin(), order_.end(), std::mt19937(20240229));
+std::uint32_t Rows::IdOf(std::uint32_t i) const {
+  if (order_.empty()) {
+    order_.resize(size_);
+    std::iota(order_.begin(), order_.end(), 0U);
+    std::shuffle(order_.begin(), order_.end(), std::mt19937(20240229));
+  }
+  return order_[i];
 }
 
 std::string Rows::Email(std::uint32_t i) const {
-  const std::uint32_t id = order_[i];
+  const std::uint32_t id = IdOf(i);
   char text[64];
   const int size = std::snprintf(text, sizeof text, "%s.%s%07u@example%u.org", kFirst[id % 7],
                                  kLast[id % 6], id, id % 997);
@@ -33,7 +40,7 @@ std::string Rows::Email(std::uint32_t i) const {
 }
 
 Row Rows::At(std::uint32_t i) const {
-  const std::uint32_t id = order_[i];
+  const std::uint32_t id = IdOf(i);
   return {Email(i),
           kFirst[id % 7],
           kLast[id % 6],
@@ -60,6 +67,41 @@ void Rows::WriteCsv(const std::string& path) const {
 
 double Seconds() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// Out of line, so that its name can be found.
+__attribute__((noinline)) double Timed(const std::function<void()>& work) {
+  const double start = Seconds();
+  work();
+  return Seconds() - start;
+}
+
+double TimedRows(const Rows& rows, std::uint32_t count, const std::string& email_prefix,
+                 const std::function<void(const Row&)>& store,
+                 const std::function<void()>& finish) {
+  double spent = 0;
+  std::vector<Row> block;
+  for (std::uint32_t first = 0; first < count; first += kBlock) {
+    block.clear();
+    for (std::uint32_t i = first; i < std::min(count, first + kBlock); ++i) {
+      block.push_back(rows.At(i));
+      block.back().email.insert(0, email_prefix);
+    }
+    spent += Timed([&] {
+      for (const Row& row : block) store(row);
+    });
+  }
+  if (finish) spent += Timed(finish);
+  return spent;
+}
+
+std::vector<std::string> RandomEmails(const Rows& rows, std::uint32_t count) {
+  std::vector<std::string> emails;
+  emails.reserve(count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    emails.push_back(rows.Email(static_cast<std::uint32_t>(std::uint64_t{i} * 7919 % rows.size())));
+  }
+  return emails;
 }
 
 }  // namespace pv::bench

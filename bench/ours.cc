@@ -40,9 +40,8 @@ class Ours : public Side {
         {"Email", "EMAIL", ".NOT. DELETED()", true, false}};
     auto database = MakeObject<Database>();
     auto cursor = database->CreateTable(folder_, kName, fields, tags, AccessModeType::kExclusive);
-    const double start = Seconds();
-    for (std::uint32_t i = 0; i < rows.size(); ++i) Append(*cursor, rows.At(i));
-    const double spent = Seconds() - start;
+    const double spent = TimedRows(
+        rows, rows.size(), "", [&](const Row& row) { Append(*cursor, row); }, nullptr);
     cursor->CloseTable();
     return spent;
   }
@@ -60,13 +59,8 @@ class Ours : public Side {
   double AppendShared(const Rows& rows, std::uint32_t count) override {
     auto database = MakeObject<Database>();
     auto cursor = database->OpenTable(folder_, kName, AccessModeType::kShared, "Email");
-    const double start = Seconds();
-    for (std::uint32_t i = 0; i < count; ++i) {
-      Row row = rows.At(i);
-      row.email = "new-" + row.email;
-      Append(*cursor, row);
-    }
-    const double spent = Seconds() - start;
+    const double spent = TimedRows(
+        rows, count, "new-", [&](const Row& row) { Append(*cursor, row); }, nullptr);
     cursor->CloseTable();
     return spent;
   }
@@ -82,9 +76,7 @@ class Ours : public Side {
       cursor->CloseTable();
     }
     auto database = MakeObject<Database>();
-    const double start = Seconds();
-    Require(database->CompactTable(folder_, kName), "compaction failed");
-    return Seconds() - start;
+    return Timed([&] { Require(database->CompactTable(folder_, kName), "compaction failed"); });
   }
 
   std::uint64_t BytesOnDisk() const override {
@@ -115,15 +107,14 @@ class Ours : public Side {
     auto database = MakeObject<Database>();
     auto cursor = database->OpenTable(folder_, kName, mode, "Email");
     auto fields = cursor->GetFields();
+    const std::vector<std::string> emails = RandomEmails(rows, count);
     std::size_t bytes = 0;
-    double spent = 0;
-    const double start = Seconds();
-    for (std::uint32_t i = 0; i < count; ++i) {
-      const auto which = static_cast<std::uint32_t>(std::uint64_t{i} * 7919 % rows.size());
-      Require(cursor->SeekFirst(rows.Email(which), "Email"), "an address is not found");
-      bytes += fields->Find("First")->Current().ToText().size();
-    }
-    spent = Seconds() - start;
+    const double spent = Timed([&] {
+      for (const std::string& email : emails) {
+        Require(cursor->SeekFirst(email, "Email"), "an address is not found");
+        bytes += fields->Find("First")->Current().TryGet<std::string>()->size();
+      }
+    });
     Require(bytes > count, "nothing was read");
     cursor->CloseTable();
     return spent;
@@ -135,12 +126,12 @@ class Ours : public Side {
     auto fields = cursor->GetFields();
     std::size_t bytes = 0;
     std::uint32_t seen = 0;
-    const double start = Seconds();
-    for (bool more = cursor->MoveFirst(); more; more = cursor->MoveNext()) {
-      bytes += fields->Find("First")->GetValue().TryGet<std::string>()->size();
-      ++seen;
-    }
-    const double spent = Seconds() - start;
+    const double spent = Timed([&] {
+      for (bool more = cursor->MoveFirst(); more; more = cursor->MoveNext()) {
+        bytes += fields->Find("First")->Current().TryGet<std::string>()->size();
+        ++seen;
+      }
+    });
     Require(seen == rows.size() && bytes > seen, "the walk missed rows");
     cursor->CloseTable();
     return spent;

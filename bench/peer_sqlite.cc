@@ -46,6 +46,12 @@ void Bind(sqlite3_stmt* s, int i, const char* text, std::size_t size) {
   sqlite3_bind_text(s, i, text, static_cast<int>(size), SQLITE_STATIC);
 }
 
+// Reads the first column as a host does: its text, then how long it is.
+std::size_t TextSize(sqlite3_stmt* s) {
+  if (sqlite3_column_text(s, 0) == nullptr) return 0;
+  return static_cast<std::size_t>(sqlite3_column_bytes(s, 0));
+}
+
 class Sqlite : public Side {
  public:
   explicit Sqlite(const std::string& folder) : path_(folder + "/peer.sqlite") {}
@@ -54,29 +60,29 @@ class Sqlite : public Side {
   double AppendAll(const Rows& rows) override {
     Connection db(path_);
     db.Run(kCreate);
-    const double start = Seconds();
     db.Run("BEGIN");
     sqlite3_stmt* const insert = db.Prepare(kInsert);
-    for (std::uint32_t i = 0; i < rows.size(); ++i) Insert(db, insert, rows.At(i));
-    sqlite3_finalize(insert);
-    db.Run("COMMIT");
-    return Seconds() - start;
+    return TimedRows(
+        rows, rows.size(), "", [&](const Row& row) { Insert(db, insert, row); },
+        [&] {
+          sqlite3_finalize(insert);
+          db.Run("COMMIT");
+        });
   }
 
   double SeekShared(const Rows& rows, std::uint32_t count) override {
     Connection db(path_);
     sqlite3_stmt* const select = db.Prepare("SELECT first FROM t WHERE email=?");
+    const std::vector<std::string> emails = RandomEmails(rows, count);
     std::size_t bytes = 0;
-    const double start = Seconds();
-    for (std::uint32_t i = 0; i < count; ++i) {
-      const std::string email =
-          rows.Email(static_cast<std::uint32_t>(std::uint64_t{i} * 7919 % rows.size()));
-      Bind(select, 1, email.data(), email.size());
-      if (sqlite3_step(select) != SQLITE_ROW) db.Fail();
-      bytes += static_cast<std::size_t>(sqlite3_column_bytes(select, 0));
-      sqlite3_reset(select);
-    }
-    const double spent = Seconds() - start;
+    const double spent = Timed([&] {
+      for (const std::string& email : emails) {
+        Bind(select, 1, email.data(), email.size());
+        if (sqlite3_step(select) != SQLITE_ROW) db.Fail();
+        bytes += TextSize(select);
+        sqlite3_reset(select);
+      }
+    });
     sqlite3_finalize(select);
     if (bytes <= count) throw std::runtime_error("sqlite: nothing was read");
     return spent;
@@ -95,13 +101,8 @@ class Sqlite : public Side {
     Connection db(path_);
     db.Run("PRAGMA journal_mode=WAL");
     sqlite3_stmt* const insert = db.Prepare(kInsert);
-    const double start = Seconds();
-    for (std::uint32_t i = 0; i < count; ++i) {
-      Row row = rows.At(i);
-      row.email = "new-" + row.email;
-      Insert(db, insert, row);
-    }
-    const double spent = Seconds() - start;
+    const double spent = TimedRows(
+        rows, count, "new-", [&](const Row& row) { Insert(db, insert, row); }, nullptr);
     sqlite3_finalize(insert);
     db.Run("PRAGMA journal_mode=DELETE");
     return spent;
@@ -119,9 +120,7 @@ class Sqlite : public Side {
     }
     sqlite3_finalize(erase);
     db.Run("COMMIT");
-    const double start = Seconds();
-    db.Run("VACUUM");
-    return Seconds() - start;
+    return Timed([&] { db.Run("VACUUM"); });
   }
 
   std::uint64_t BytesOnDisk() const override { return std::filesystem::file_size(path_); }
@@ -145,12 +144,12 @@ class Sqlite : public Side {
     sqlite3_stmt* const select = db.Prepare(sql);
     std::size_t bytes = 0;
     std::uint32_t seen = 0;
-    const double start = Seconds();
-    while (sqlite3_step(select) == SQLITE_ROW) {
-      bytes += static_cast<std::size_t>(sqlite3_column_bytes(select, 0));
-      ++seen;
-    }
-    const double spent = Seconds() - start;
+    const double spent = Timed([&] {
+      while (sqlite3_step(select) == SQLITE_ROW) {
+        bytes += TextSize(select);
+        ++seen;
+      }
+    });
     sqlite3_finalize(select);
     if (seen != rows.size() || bytes <= seen) throw std::runtime_error("sqlite: rows were missed");
     return spent;
