@@ -8,9 +8,14 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+# A compiler cache and precompiled headers do not go together: what a header is precompiled to differs
+# from one checkout to the next, so that the cache would never know it again.
 find_program(PV_CCACHE ccache)
 if(PV_CCACHE)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${PV_CCACHE})
+endif()
+if(PV_CCACHE)
+  set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
 endif()
 
 function(pv_compile_options target)
@@ -51,16 +56,33 @@ function(pv_provider name)
   pv_compile_options(${name})
 endfunction()
 
+# pv_test_options(TARGET): what makes test programs quick to build. What they test is optimised as
+# always; their own code need not be.
+function(pv_test_options target)
+  pv_compile_options(${target})
+  target_compile_options(${target} PRIVATE -O0)
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include
+                                               ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${target} PRIVATE GTest::gtest GTest::gmock)
+endfunction()
+
 # pv_test(NAME SOURCES... DEPENDS targets...): a GoogleTest program, run by ctest as one test.
 function(pv_test name)
   if(NOT PV_BUILD_TESTS)
     return()
   endif()
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  if(NOT TARGET pv_test_headers)
+    add_library(pv_test_headers OBJECT ${PROJECT_SOURCE_DIR}/cmake/empty.cc)
+    pv_test_options(pv_test_headers)
+    # As programs are compiled, so that they can use it.
+    set_target_properties(pv_test_headers PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+    target_compile_options(pv_test_headers PRIVATE -fPIE)
+    target_precompile_headers(pv_test_headers PRIVATE <gtest/gtest.h> <gmock/gmock.h>)
+  endif()
   add_executable(${name} ${ARG_SOURCES})
-  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include
-                                             ${PROJECT_SOURCE_DIR}/tests)
-  target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} GTest::gtest GTest::gmock GTest::gtest_main)
-  pv_compile_options(${name})
+  pv_test_options(${name})
+  target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} GTest::gtest_main)
+  target_precompile_headers(${name} REUSE_FROM pv_test_headers)
   add_test(NAME ${name} COMMAND ${name})
 endfunction()
