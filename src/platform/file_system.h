@@ -20,6 +20,9 @@ enum class ShareMode : std::uint8_t {
   kDenyNone,   // others may read and write
   kDenyWrite,  // others may read (on POSIX as kDenyAll: flock knows only shared and exclusive)
   kDenyAll,    // nobody else
+  // Claims nothing and asks nothing: for reading the files of programs that know nothing of us,
+  // which are never kept out and never keep out.
+  kUnclaimed,
 };
 
 enum class CreateMode : std::uint8_t {

@@ -280,6 +280,10 @@ TEST_P(FileSystemTest, ShareModes) {
   EXPECT_EQ(OpenCode("a", CreateMode::kOpenExisting, kDenyAll), StatusCode::kOk);
   const auto created = Open("b", CreateMode::kCreateNew, kDenyAll);
   EXPECT_EQ(OpenCode("b"), StatusCode::kBusy);
+  // Who claims nothing neither waits for others nor keeps them out.
+  EXPECT_EQ(OpenCode("b", CreateMode::kOpenExisting, kUnclaimed), StatusCode::kOk);
+  const auto unclaimed = Open("a", CreateMode::kOpenExisting, kUnclaimed);
+  EXPECT_EQ(OpenCode("a", CreateMode::kOpenExisting, kDenyAll), StatusCode::kOk);
 }
 
 TEST_P(FileSystemTest, LocksConflictBetweenFilesOfOneProcess) {

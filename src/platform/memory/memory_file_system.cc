@@ -94,16 +94,16 @@ class MemoryFile : public File {
 
   // The caller holds the mutex and has checked the share mode.
   MemoryFile(MemoryFileSystem* files, std::shared_ptr<Node> node, std::string path, bool read_only,
-             bool alone)
+             ShareMode share)
       : files_(files),
         node_(std::move(node)),
         path_(std::move(path)),
         read_only_(read_only),
-        alone_(alone) {
-    if (alone_) {
-      node_->held_alone = true;
-    } else {
+        share_(share) {
+    if (share_ == ShareMode::kDenyNone) {
       ++node_->sharers;
+    } else if (share_ != ShareMode::kUnclaimed) {
+      node_->held_alone = true;
     }
     ++files_->open_files_;
   }
@@ -111,10 +111,10 @@ class MemoryFile : public File {
   ~MemoryFile() override {
     const std::lock_guard<std::mutex> guard(files_->mutex_);
     node_->DropLocks(this, 0, UINT64_MAX);
-    if (alone_) {
-      node_->held_alone = false;
-    } else {
+    if (share_ == ShareMode::kDenyNone) {
       --node_->sharers;
+    } else if (share_ != ShareMode::kUnclaimed) {
+      node_->held_alone = false;
     }
     --files_->open_files_;
   }
@@ -206,7 +206,7 @@ class MemoryFile : public File {
   const std::shared_ptr<Node> node_;
   const std::string path_;
   const bool read_only_;
-  const bool alone_;
+  const ShareMode share_;
 };
 
 // Where a path leads: its normal form with every link followed, and what lies there.
@@ -350,12 +350,13 @@ Result<std::unique_ptr<File>> MemoryFileSystem::Open(const std::string& path,
     if (read_only_) return Status::Denied(path + ": cannot create: read-only file system");
     node = CreateNode(found.path);
   }
-  const bool alone = options.share != ShareMode::kDenyNone;
-  if (node->held_alone || (alone && node->sharers > 0)) {
+  const bool claims = options.share != ShareMode::kUnclaimed;
+  const bool alone = claims && options.share != ShareMode::kDenyNone;
+  if ((claims && node->held_alone) || (alone && node->sharers > 0)) {
     return Status::Busy(path + ": cannot open: in use by another");
   }
   return std::unique_ptr<File>(std::make_unique<MemoryFile>(
-      this, std::move(node), found.path, options.read_only || read_only_, alone));
+      this, std::move(node), found.path, options.read_only || read_only_, options.share));
 }
 
 Result<FileInfo> MemoryFileSystem::Stat(const std::string& path) {

@@ -132,7 +132,8 @@ Result<std::unique_ptr<File>> PosixFileSystem::Open(const std::string& given,
       return FromErrno(errno, path, "cannot set the permissions");
     }
     const int share = options.share == ShareMode::kDenyNone ? LOCK_SH : LOCK_EX;
-    if (RetryInterrupted([&] { return ::flock(descriptor.get(), share | LOCK_NB); }) != 0) {
+    if (options.share != ShareMode::kUnclaimed &&
+        RetryInterrupted([&] { return ::flock(descriptor.get(), share | LOCK_NB); }) != 0) {
       return FromErrno(errno, path, "cannot open: in use by another program", ErrnoSource::kLock);
     }
     struct stat held;

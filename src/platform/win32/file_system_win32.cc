@@ -18,6 +18,7 @@ constexpr int kOpenTries = 100;
 DWORD ShareFlags(ShareMode share) {
   switch (share) {
     case ShareMode::kDenyNone:
+    case ShareMode::kUnclaimed:
       return FILE_SHARE_DELETE | FILE_SHARE_READ | FILE_SHARE_WRITE;
     case ShareMode::kDenyWrite:
       return FILE_SHARE_DELETE | FILE_SHARE_READ;

@@ -1,0 +1,142 @@
+// Formats and their files. Tested by open_book_test.cc.
+#include "providers/converter/open_book.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/text.h"
+#include "platform/system.h"
+#include "providers/converter/readers/ldif_book.h"
+#include "providers/converter/readers/mab_book.h"
+#include "providers/converter/text/line_reader.h"
+
+namespace pv::converter {
+namespace {
+
+using OpenedBook = Result<std::unique_ptr<Book>>;
+
+Status Always() { return Status::Ok(); }
+Status NeedsItsProgram() {
+  return Status::Unsupported("only the program itself, on its own system, can read its books");
+}
+Status NeedsALibrary() { return Status::Unsupported("no reader for these files is known"); }
+
+// Opens each file of the location and joins the books.
+template <typename OpenFile>
+OpenedBook OpenEach(const std::string& location, const char* what, bool (*admits)(std::string_view),
+                    OpenFile open) {
+  PV_ASSIGN_OR_RETURN(const std::vector<std::string> paths, FilesAt(location, what, admits));
+  std::vector<std::unique_ptr<Book>> books;
+  for (const std::string& path : paths) {
+    PV_ASSIGN_OR_RETURN(std::unique_ptr<platform::File> file, OpenSource(path));
+    PV_ASSIGN_OR_RETURN(std::unique_ptr<Book> book, open(std::move(file), path));
+    books.push_back(std::move(book));
+  }
+  return JoinBooks(std::move(books));
+}
+
+OpenedBook Ldif(const std::string& location, const Access&) {
+  return OpenEach(
+      location, "LDIF file (*.ldif)",
+      [](std::string_view name) { return name.ends_with(".ldif") || name.ends_with(".ldi"); },
+      [](std::unique_ptr<platform::File> file, const std::string& path) {
+        return OpenLdif(std::move(file), path, LdifProfile::kAddressBook);
+      });
+}
+
+OpenedBook Mab(const std::string& location, const Access&) {
+  return OpenEach(
+      location, "MAB file (*.mab)", [](std::string_view name) { return name.ends_with(".mab"); },
+      [](std::unique_ptr<platform::File> file, const std::string& path) {
+        return OpenMab(file.get(), path);
+      });
+}
+
+constexpr Format kFormats[] = {
+    {"PST", "Outlook personal folders", &NeedsALibrary, nullptr},
+    {"PAB", "Outlook personal address book", &NeedsALibrary, nullptr},
+    {"WAB", "Windows address book (Outlook Express)", &NeedsALibrary, nullptr},
+    {"PFC", "AOL personal filing cabinet", &NeedsALibrary, nullptr},
+    {"AOL", "AOL address book", &NeedsItsProgram, nullptr},
+    {"EUD", "Eudora nicknames", &NeedsALibrary, nullptr},
+    {"MAPI", "MAPI address book", &NeedsItsProgram, nullptr},
+    {"DEFM", "Default MAPI address book", &NeedsItsProgram, nullptr},
+    {"GAL", "Global address list (LDAP directory)", &NeedsALibrary, nullptr},
+    {"GW", "GroupWise address book", &NeedsItsProgram, nullptr},
+    {"LDIF", "LDIF file", &Always, &Ldif},
+    {"NSF", "Lotus Notes address book", &NeedsItsProgram, nullptr},
+    {"MAB", "Mozilla and Thunderbird address book", &Always, &Mab},
+    {"NS4", "Netscape 4 address book", &NeedsALibrary, nullptr},
+    {"ADR", "Opera contacts", &NeedsALibrary, nullptr},
+    {"PALM", "Palm address book", &NeedsALibrary, nullptr},
+    {"PINE", "Pine address book", &NeedsALibrary, nullptr},
+    {"TB", "The Bat! address book, exported as LDIF", &NeedsALibrary, nullptr},
+};
+
+class JoinedBook : public Book {
+ public:
+  explicit JoinedBook(std::vector<std::unique_ptr<Book>> books) : books_(std::move(books)) {
+    for (const std::unique_ptr<Book>& book : books_) {
+      const auto first_list = static_cast<std::uint32_t>(lists_.size());
+      for (DistributionList list : book->lists()) {
+        for (Member& member : list.members) {
+          if (member.kind == Member::Kind::kContact) member.position += count_;
+          if (member.kind == Member::Kind::kList) member.position += first_list;
+        }
+        lists_.push_back(std::move(list));
+      }
+      notes_.Append(book->notes());
+      first_.push_back(count_);
+      count_ += book->count();
+    }
+  }
+
+  std::uint32_t count() const override { return count_; }
+
+  Status Read(std::uint32_t position, Contact* contact) override {
+    const auto after = std::upper_bound(first_.begin(), first_.end(), position);
+    const auto number = static_cast<std::size_t>(after - first_.begin()) - 1;
+    return books_[number]->Read(position - first_[number], contact);
+  }
+
+ private:
+  std::vector<std::unique_ptr<Book>> books_;
+  std::vector<std::uint32_t> first_;
+  std::uint32_t count_ = 0;
+};
+
+}  // namespace
+
+std::span<const Format> Formats() { return kFormats; }
+
+const Format* FindFormat(std::string_view code) {
+  for (const Format& format : kFormats) {
+    if (EqualsIgnoreCase(format.code, TrimBlanks(code))) return &format;
+  }
+  return nullptr;
+}
+
+Result<std::vector<std::string>> FilesAt(const std::string& location, const char* what,
+                                         bool (*admits)(std::string_view)) {
+  platform::FileSystem* const files = platform::CurrentSystem().files;
+  PV_ASSIGN_OR_RETURN(const platform::FileInfo info, files->Stat(location));
+  if (!info.is_directory) return std::vector<std::string>{location};
+  PV_ASSIGN_OR_RETURN(const std::vector<std::string> names, files->List(location));
+  std::vector<std::string> paths;
+  for (const std::string& name : names) {
+    if (!admits(ToLower(name))) continue;
+    const std::string path = platform::JoinPath(location, name);
+    const Result<platform::FileInfo> found = files->Stat(path);
+    if (found.ok() && !found->is_directory) paths.push_back(path);
+  }
+  if (paths.empty()) return Status::NotFound(location + ": the folder has no " + what);
+  std::sort(paths.begin(), paths.end());
+  return paths;
+}
+
+std::unique_ptr<Book> JoinBooks(std::vector<std::unique_ptr<Book>> books) {
+  if (books.size() == 1) return std::move(books.front());
+  return std::make_unique<JoinedBook>(std::move(books));
+}
+
+}  // namespace pv::converter
