@@ -149,8 +149,15 @@ std::optional<std::string> IniProfiles::Read(const std::string& file, std::strin
 
 Status IniProfiles::Write(const std::string& file, std::string_view section, std::string_view key,
                           std::string_view value, const CodePage& page) {
+  return WriteAll(file, section, {{std::string(key), std::string(value)}}, page);
+}
+
+Status IniProfiles::WriteAll(const std::string& file, std::string_view section,
+                             const std::vector<ProfileEntry>& entries, const CodePage& page) {
   // Refuses bad names before a file is made for them.
-  PV_RETURN_IF_ERROR(WriteIniValue("", section, key, value, page).status());
+  for (const ProfileEntry& entry : entries) {
+    PV_RETURN_IF_ERROR(WriteIniValue("", section, entry.key, entry.value, page).status());
+  }
   // Whoever holds the file alone may replace it; the next one opens what replaced it.
   OpenOptions options;
   options.create = CreateMode::kOpenOrCreate;
@@ -159,7 +166,10 @@ Status IniProfiles::Write(const std::string& file, std::string_view section, std
                       OpenWithin(files_, file, options, kWaitMilliseconds));
   if (held->read_only()) return Status::Denied(file + ": cannot write: the file is read-only");
   PV_ASSIGN_OR_RETURN(const std::string content, ReadWholeFile(held.get(), kLargestIniFile));
-  PV_ASSIGN_OR_RETURN(const std::string changed, WriteIniValue(content, section, key, value, page));
+  std::string changed = content;
+  for (const ProfileEntry& entry : entries) {
+    PV_ASSIGN_OR_RETURN(changed, WriteIniValue(changed, section, entry.key, entry.value, page));
+  }
   if (changed.size() > kLargestIniFile) {
     return Status::Limit(file + ": would grow beyond " + std::to_string(kLargestIniFile) +
                          " bytes");

@@ -50,6 +50,8 @@ class IniProfiles : public Profiles {
                                   std::string_view key, const CodePage& page) override;
   Status Write(const std::string& file, std::string_view section, std::string_view key,
                std::string_view value, const CodePage& page) override;
+  Status WriteAll(const std::string& file, std::string_view section,
+                  const std::vector<ProfileEntry>& entries, const CodePage& page) override;
 
  private:
   FileSystem* const files_;

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/code_page.h"
 #include "base/date.h"
@@ -17,6 +18,12 @@
 #include "platform/trace_windows.h"
 
 namespace pv::platform {
+
+// One value of a private-profile file.
+struct ProfileEntry {
+  std::string key;
+  std::string value;
+};
 
 // Private-profile (INI) files. Section and key names are compared without regard to letter case;
 // the file's bytes are text in the ANSI code page `page`.
@@ -33,6 +40,16 @@ class Profiles {
   // created when missing. The file is replaced in one step.
   virtual Status Write(const std::string& file, std::string_view section, std::string_view key,
                        std::string_view value, const CodePage& page) = 0;
+
+  // Sets several values of one section. In files of ours this is one step; where the system's own
+  // functions do the work, a failure may leave the first of them set.
+  virtual Status WriteAll(const std::string& file, std::string_view section,
+                          const std::vector<ProfileEntry>& entries, const CodePage& page) {
+    for (const ProfileEntry& entry : entries) {
+      PV_RETURN_IF_ERROR(Write(file, section, entry.key, entry.value, page));
+    }
+    return {};
+  }
 };
 
 // The running process and its machine.

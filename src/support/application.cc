@@ -4,9 +4,11 @@
 #include <exception>
 #include <functional>
 
+#include "base/text.h"
 #include "platform/system.h"
 #include "pvgroupman/automation/call.h"
 #include "pvgroupman/automation/error.h"
+#include "pvgroupman/automation/progid.h"
 #include "support/configuration.h"
 
 namespace pv::support {
@@ -28,6 +30,18 @@ bool AnyItem(const automation::Ref<automation::Object>& collection,
   return false;
 }
 
+// The end of a sentence, or "".
+std::string WhyItDoesNotFit(const std::string& text, std::size_t width) {
+  const auto page = CurrentCodePage();
+  bool lossy = false;
+  const std::size_t bytes = page->Encode(text, &lossy).size();
+  if (lossy) {
+    return "has characters that code page " + std::to_string(page->number()) + " lacks.";
+  }
+  if (width == 0 || bytes <= width) return {};
+  return "has more than " + std::to_string(width) + " characters.";
+}
+
 }  // namespace
 
 std::string ReadSetting(const std::string& file, std::string_view section, std::string_view key,
@@ -47,6 +61,25 @@ void WriteSetting(const std::string& file, std::string_view section, std::string
   (void)platform::CurrentSystem()
       .profiles->Write(file, section, key, value, *CurrentCodePage())
       .ok();
+}
+
+bool WriteSettings(const std::string& file, std::string_view section,
+                   std::vector<platform::ProfileEntry> entries) {
+  const auto page = CurrentCodePage();
+  for (platform::ProfileEntry& entry : entries) {
+    std::string& value = entry.value;
+    if (!page->CanEncode(value) || page->Encode(value).size() > kLongestSetting) return false;
+    if (value.find('\0') != std::string::npos) return false;
+    // Reading takes blanks and one pair of quotes off.
+    const auto is_blank = [](char c) { return c == ' ' || c == '\t'; };
+    const auto is_quote = [](char c) { return c == '"' || c == '\''; };
+    if (value.empty()) continue;
+    if (is_blank(value.front()) || is_blank(value.back()) ||
+        (value.size() > 1 && value.front() == value.back() && is_quote(value.front()))) {
+      value = '"' + value + '"';
+    }
+  }
+  return platform::CurrentSystem().profiles->WriteAll(file, section, entries, *page).ok();
 }
 
 bool FileExists(const std::string& path) {
@@ -105,6 +138,39 @@ bool ContainsValue(const automation::Ref<automation::Object>& collection, const 
 std::string WithSeparator(std::string folder) {
   if (folder.empty() || folder.back() != '\\') folder += '\\';
   return folder;
+}
+
+std::string WhyNotPartOfFileName(std::string_view id) {
+  if (id.find_first_of("/\\") != std::string_view::npos) return "contains a path separator";
+  if (id.find_first_of(":*?\"<>|") != std::string_view::npos) {
+    return "contains a character that file names cannot have";
+  }
+  for (const char c : id) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F) return "contains a control character";
+  }
+  return IsValidUtf8(id) ? "" : "is not well-formed text";
+}
+
+void RequireFits(const char* what, const std::string& text, std::size_t width) {
+  const std::string why = WhyItDoesNotFit(text, width);
+  if (why.empty()) return;
+  throw automation::Error(automation::kErrInvalidCall, {},
+                          std::string("The ") + what + " \"" + text + "\" " + why);
+}
+
+void RequireFitsUnseen(const char* what, const std::string& text, std::size_t width) {
+  const std::string why = WhyItDoesNotFit(text, width);
+  if (why.empty()) return;
+  throw automation::Error(automation::kErrInvalidCall, {}, std::string("The ") + what + " " + why);
+}
+
+const std::string& DataFolder::Path() {
+  if (path_.empty()) {
+    if (!settings_) settings_ = automation::CreateObject("PVGroupMan.Settings");
+    path_ = WithSeparator(automation::GetProperty(settings_, "GroupDataFolder").ToText());
+  }
+  return path_;
 }
 
 }  // namespace pv::support

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "platform/system.h"
 #include "pvgroupman/automation/object.h"
 #include "pvgroupman/automation/value.h"
 
@@ -26,6 +28,13 @@ std::string ReadSetting(const std::string& file, std::string_view section, std::
 // Writes a value, creating file and section as needed. A failure is not reported.
 void WriteSetting(const std::string& file, std::string_view section, std::string_view key,
                   std::string_view value);
+
+// Writes several values of a section in one step, each in the form in which ReadSetting gives it
+// back unchanged. False, and the file stays as it was, when that cannot be: a value with a line
+// break, longer than kLongestSetting or with characters that the code page lacks, or a file that
+// cannot be written.
+bool WriteSettings(const std::string& file, std::string_view section,
+                   std::vector<platform::ProfileEntry> entries);
 
 // True for a file whose length can be read, false for folders and for what is not there.
 bool FileExists(const std::string& path);
@@ -57,6 +66,31 @@ bool ContainsValue(const automation::Ref<automation::Object>& collection,
 
 // The folder with "\" behind it, unless it ends so already.
 std::string WithSeparator(std::string folder);
+
+// Why an ID cannot be part of a file name, as the end of the sentence "The ID ... "; "" when it
+// can. Refused are separators, colons, wildcards, control characters and ill-formed text.
+std::string WhyNotPartOfFileName(std::string_view id);
+
+// Error 5, naming `what` and the text, when a text does not fit a field of `width` bytes in the
+// current code page, or has characters that the page lacks. A width of 0 is any.
+void RequireFits(const char* what, const std::string& text, std::size_t width);
+
+// The same without the text, which may hold secrets.
+void RequireFitsUnseen(const char* what, const std::string& text, std::size_t width);
+
+// The group data folder as the classes ask for it: once, of the product's settings object.
+class DataFolder {
+ public:
+  // The folder, ending in "\".
+  const std::string& Path();
+
+  // Lets the settings object go; the folder stays known.
+  void Release() { settings_ = nullptr; }
+
+ private:
+  automation::Ref<automation::Object> settings_;
+  std::string path_;
+};
 
 }  // namespace pv::support
 
