@@ -18,12 +18,16 @@ void Arrange(const Member& member, Call& call, std::vector<Value>* arranged) {
   if (call.arguments.size() > declared) Raise(kErrArgumentCount, member.name);
   if (put && call.arguments.empty()) Raise(kErrArgumentCount, member.name);
   arranged->assign(declared, Value::Missing());
-  for (std::size_t i = 0; i < call.arguments.size(); ++i) (*arranged)[i] = call.arguments[i];
+  const std::size_t leading = call.arguments.size() - (put ? 1 : 0);
+  for (std::size_t i = 0; i < leading; ++i) (*arranged)[i] = call.arguments[i];
+  if (put) arranged->back() = call.arguments.back();
   for (const NamedArgument& named : call.named) {
     std::size_t i = 0;
     while (i < declared && !EqualsIgnoreCase(member.arguments[i].name, named.name)) ++i;
-    if (i == declared) Raise(kErrNamedArgument, member.name, std::string(named.name));
-    if (i < call.arguments.size()) Raise(kErrNamedArgument, member.name, std::string(named.name));
+    const bool given = i < leading || (put && i == declared - 1);
+    if (i == declared || given) {
+      Raise(kErrNamedArgument, member.name, std::string(named.name));
+    }
     (*arranged)[i] = named.value;
   }
   for (std::size_t i = 0; i < declared; ++i) {

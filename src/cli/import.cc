@@ -4,7 +4,6 @@
 #include <rapidjson/prettywriter.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <optional>
 
@@ -20,6 +19,7 @@
 #include "cli/progress.h"
 #include "cli/rejects.h"
 #include "cli/row_reader.h"
+#include "cli/stop_signal.h"
 #include "cli/table.h"
 #include "cli/table_report.h"
 #include "cli/terminal.h"
@@ -32,30 +32,6 @@ namespace {
 // Above this many rows, a source that is large beside its group is put in with the tags made at
 // the end rather than row by row.
 constexpr std::uint64_t kBulkRows = 1000;
-
-volatile std::sig_atomic_t stop_asked = 0;
-
-extern "C" void OnStopSignal(int) { stop_asked = 1; }
-
-// While it lives, the first Ctrl-C ends the import after the current row.
-class StopOnInterrupt {
- public:
-  StopOnInterrupt() {
-    stop_asked = 0;
-    previous_interrupt_ = std::signal(SIGINT, OnStopSignal);
-    previous_terminate_ = std::signal(SIGTERM, OnStopSignal);
-  }
-  ~StopOnInterrupt() {
-    std::signal(SIGINT, previous_interrupt_);
-    std::signal(SIGTERM, previous_terminate_);
-  }
-  StopOnInterrupt(const StopOnInterrupt&) = delete;
-  StopOnInterrupt& operator=(const StopOnInterrupt&) = delete;
-
- private:
-  void (*previous_interrupt_)(int);
-  void (*previous_terminate_)(int);
-};
 
 std::string DelimiterText(char c) { return c == '\t' ? "tab" : std::string(1, c); }
 std::string QuoteText(char c) { return c == 0 ? "none" : std::string(1, c); }
@@ -236,7 +212,7 @@ class Import {
         while (!stopped && rows.Next()) {
           importer.Take(rows, options_.dry_run ? nullptr : &rejects_);
           progress.Update(rows.consumed(), importer.counts().read);
-          stopped = stop_asked != 0;
+          stopped = guard.asked();
         }
       } catch (const Failure& f) {
         failure = f;

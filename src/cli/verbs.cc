@@ -121,6 +121,7 @@ int RunCommandLine(int argc, char** argv) {
   AddCheckVerbs(&app, &common, &action);
   AddRepairVerb(&app, &common, &action);
   AddTableVerbs(&app, &common, &action);
+  AddTraceVerb(&app, &common, &action);
   // For tools/make-cli-reference; shown in no help.
   app.add_subcommand("list-verbs", "")->group("")->callback([&] {
     for (const std::string& name : VerbNames(app)) std::printf("%s\n", name.c_str());

@@ -34,6 +34,7 @@ void AddEditVerbs(CLI::App* app, CommonOptions* common, Action* action);
 void AddExportVerb(CLI::App* app, CommonOptions* common, Action* action);
 void AddRepairVerb(CLI::App* app, CommonOptions* common, Action* action);
 void AddTableVerbs(CLI::App* app, CommonOptions* common, Action* action);
+void AddTraceVerb(CLI::App* app, CommonOptions* common, Action* action);
 
 // Adds a verb with --data; `examples` are lines of the help's end, without "pvgroup ".
 CLI::App* AddVerb(CLI::App* app, CommonOptions* common, const std::string& name,

@@ -15,6 +15,7 @@
 #include "base/date.h"
 #include "base/status.h"
 #include "platform/file_system.h"
+#include "platform/registry.h"
 #include "platform/trace_windows.h"
 
 namespace pv::platform {
@@ -58,6 +59,8 @@ class Process {
   virtual ~Process() = default;
 
   virtual std::optional<std::string> Environment(const std::string& name) = 0;
+  // Text with every %NAME% of a variable that is set replaced by its value; others stay.
+  virtual std::string ExpandEnvironment(const std::string& text);
   // Folder of the running executable, ending in a separator, and its name without ".exe".
   virtual std::string HostFolder() = 0;
   virtual std::string HostName() = 0;
@@ -97,6 +100,7 @@ struct System {
   Process* process = nullptr;
   CodePages* code_pages = nullptr;
   TraceWindows* trace_windows = nullptr;
+  Registry* registry = nullptr;
 };
 
 // The set in force on this thread: the operating system's unless a ScopedSystem lives.

@@ -4,6 +4,7 @@
 #include "pvgroupman/groups/group_field_types.h"
 #include "pvgroupman/groups/group_links.h"
 #include "pvgroupman/groups/groups.h"
+#include "pvgroupman/support/registry.h"
 #include "pvgroupman/support/settings.h"
 #include "pvgroupman/tablestore/database.h"
 #include "pvgroupman/tablestore/field_defs.h"
@@ -29,6 +30,7 @@ constexpr PublicClass kClasses[] = {
     Entry<tablestore::IndexDef>(),   Entry<tablestore::IndexDefs>(),
     Entry<groups::GroupLink>(),      Entry<groups::GroupLinks>(),
     Entry<groups::GroupFieldType>(), Entry<groups::GroupFieldTypes>(),
+    Entry<support::cRegistry>(),
 };
 
 }  // namespace

@@ -269,20 +269,25 @@ class PV_API MemberTable {
     return Add<F>(name, MemberKind::kGet, function, names);
   }
 
-  // A property that can be written: by reference when the new value is an object.
+  // A property that can be written: by reference when the new value is an object. `names` are
+  // those of the arguments before the new value, usually none.
   template <typename F>
-  MemberTable& Put(const char* name, F function) {
+  MemberTable& Put(const char* name, F function, std::initializer_list<const char*> names = {}) {
     using Arguments = typename internal::MemberFunction<F>::Arguments;
-    static_assert(std::tuple_size_v<Arguments> == 1, "a property takes its new value alone");
-    using Plain = std::remove_cvref_t<std::tuple_element_t<0, Arguments>>;
+    constexpr std::size_t kCount = std::tuple_size_v<Arguments>;
+    static_assert(kCount > 0, "a property takes its new value");
+    using Plain = std::remove_cvref_t<std::tuple_element_t<kCount - 1, Arguments>>;
+    std::vector<const char*> all(names);
+    all.push_back("NewValue");
     return Add<F>(name, internal::IsRef<Plain>::value ? MemberKind::kSet : MemberKind::kLet,
-                  function, {"NewValue"});
+                  function, all);
   }
 
   // A property that can be read and written.
   template <typename G, typename P>
-  MemberTable& Property(const char* name, G get, P put) {
-    return Get(name, get).Put(name, put);
+  MemberTable& Property(const char* name, G get, P put,
+                        std::initializer_list<const char*> names = {}) {
+    return Get(name, get, names).Put(name, put, names);
   }
 
   // The method that is the class's default member (dispatch id 0).
@@ -316,7 +321,7 @@ class PV_API MemberTable {
  private:
   template <typename F>
   MemberTable& Add(const char* name, MemberKind kind, F function,
-                   std::initializer_list<const char*> names,
+                   const std::vector<const char*>& names,
                    std::optional<std::int32_t> id = std::nullopt) {
     using Parts = internal::MemberFunction<F>;
     constexpr std::size_t kCount = std::tuple_size_v<typename Parts::Arguments>;
@@ -333,11 +338,11 @@ class PV_API MemberTable {
   }
 
   template <typename Arguments, std::size_t... I>
-  static void Describe(Member* member, std::initializer_list<const char*> names,
+  static void Describe(Member* member, const std::vector<const char*>& names,
                        std::index_sequence<I...>) {
     CheckNames(names.size(), sizeof...(I));
     (member->arguments.push_back(
-         internal::DescribeArgument<std::tuple_element_t<I, Arguments>>(names.begin()[I])),
+         internal::DescribeArgument<std::tuple_element_t<I, Arguments>>(names[I])),
      ...);
   }
 

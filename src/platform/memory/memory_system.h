@@ -14,6 +14,7 @@
 
 #include "platform/ini_file.h"
 #include "platform/memory/memory_file_system.h"
+#include "platform/registry_file.h"
 #include "platform/system.h"
 
 namespace pv::platform {
@@ -76,13 +77,14 @@ class MemorySystem {
   explicit MemorySystem(const MemoryImage& image) : files(image) {}
 
   // Points to the members below.
-  System system() { return {&files, &profiles, &process, &code_pages, &trace_windows}; }
+  System system() { return {&files, &profiles, &process, &code_pages, &trace_windows, &registry}; }
 
   MemoryFileSystem files;
   IniProfiles profiles{&files};
   FakeProcess process;
   FakeCodePages code_pages;
   FakeTraceWindows trace_windows;
+  FileRegistry registry{&files, &process};
 };
 
 }  // namespace pv::platform

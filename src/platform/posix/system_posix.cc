@@ -4,6 +4,7 @@
 #include "platform/posix/file_system_posix.h"
 #include "platform/posix/process_posix.h"
 #include "platform/posix/trace_windows_posix.h"
+#include "platform/registry_file.h"
 #include "platform/system.h"
 
 namespace pv::platform {
@@ -15,7 +16,8 @@ struct PosixSystem {
   PosixProcess process;
   PosixCodePages code_pages;
   PosixTraceWindows trace_windows;
-  System seams{&files, &profiles, &process, &code_pages, &trace_windows};
+  FileRegistry registry{&files, &process};
+  System seams{&files, &profiles, &process, &code_pages, &trace_windows, &registry};
 };
 
 }  // namespace

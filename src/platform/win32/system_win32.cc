@@ -11,6 +11,7 @@
 #include "platform/ini_file.h"
 #include "platform/system.h"
 #include "platform/win32/file_system_win32.h"
+#include "platform/win32/registry_win32.h"
 #include "platform/win32/trace_windows_win32.h"
 #include "platform/win32/windows_api.h"
 
@@ -85,6 +86,20 @@ class Win32Process : public Process {
       value.resize(size);
       if (fits) return Utf8FromWide(value);
     }
+  }
+
+  std::string ExpandEnvironment(const std::string& text) override {
+    const std::string ansi = AnsiFromUtf8(text, nullptr);
+    std::string expanded(256, '\0');
+    for (;;) {
+      const DWORD size = ::ExpandEnvironmentStringsA(ansi.c_str(), expanded.data(),
+                                                     static_cast<DWORD>(expanded.size()));
+      if (size == 0) return text;
+      const bool fits = size <= expanded.size();
+      expanded.resize(size);
+      if (fits) break;
+    }
+    return Utf8FromAnsi(expanded.substr(0, expanded.find('\0')));
   }
 
   std::string HostFolder() override { return std::string(FolderOf(ExecutablePath())); }
@@ -221,7 +236,8 @@ struct Win32System {
   Win32Process process;
   Win32CodePages code_pages;
   Win32TraceWindows trace_windows;
-  System seams{&files, &profiles, &process, &code_pages, &trace_windows};
+  Win32Registry registry;
+  System seams{&files, &profiles, &process, &code_pages, &trace_windows, &registry};
 };
 
 }  // namespace

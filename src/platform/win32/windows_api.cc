@@ -82,6 +82,15 @@ std::string AnsiFromUtf8(std::string_view text, bool* lossy) {
   return ansi;
 }
 
+std::string Utf8FromAnsi(std::string_view ansi) {
+  if (ansi.empty()) return {};
+  const int bytes = static_cast<int>(ansi.size());
+  const int size = ::MultiByteToWideChar(CP_ACP, 0, ansi.data(), bytes, nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(std::max(size, 0)), L'\0');
+  ::MultiByteToWideChar(CP_ACP, 0, ansi.data(), bytes, wide.data(), size);
+  return Utf8FromWide(wide);
+}
+
 Result<std::wstring> WidePath(const std::string& path) {
   if (path.empty()) return Status::Invalid("a file name is empty");
   if (path.find('\0') != std::string::npos) {

@@ -26,6 +26,7 @@ std::string Utf8FromWide(std::wstring_view text);
 // Text for the ANSI functions; `lossy`, which may be null, is set when the system's page lacks
 // characters of it.
 std::string AnsiFromUtf8(std::string_view text, bool* lossy);
+std::string Utf8FromAnsi(std::string_view ansi);
 
 // A path for the wide functions: absolute, "\" as separator, with the prefix that lifts the limit
 // on its length when it is long. kInvalid for an empty path or one with a zero character.
