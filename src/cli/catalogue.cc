@@ -48,6 +48,8 @@ void Catalogue::Load() {
       entry.id = link->GetId();
       entry.name = link->GetName();
       entry.type = link->GetPvGroupType();
+      entry.data_source_id = link->GetDataSourceId();
+      entry.properties_id = link->GetPropertiesId();
       const std::string path(TrimBlanks(link->GetPath()));
       entry.own_folder = !path.empty();
       entry.folder = entry.own_folder ? WithSeparator(path) : data_folder_;

@@ -18,6 +18,8 @@ struct GroupEntry {
   groups::GroupType type = groups::GroupType::kPvFormat;
   std::string folder;  // of a native group's files, in the system's form, with its separator
   bool own_folder = false;
+  std::string data_source_id;  // of a group in a database
+  std::string properties_id;   // likewise
   std::string table_path() const { return folder + id + ".pvg"; }
 };
 

@@ -3,6 +3,7 @@
 
 #include "cli/catalogue.h"
 #include "cli/output_stream.h"
+#include "cli/sql_group.h"
 #include "cli/verbs.h"
 #include "cli/walk.h"
 
@@ -19,9 +20,7 @@ struct ExportArguments {
 
 ExitCode Export(const CommonOptions& common, const ExportArguments& arguments) {
   const Catalogue catalogue;
-  const GroupEntry& entry = catalogue.GetNative(arguments.group);
-  const Session session;
-  Table table(session, entry.table_path(), Access::kShared);
+  OpenedGroup group(catalogue, catalogue.Get(arguments.group), {});
   WalkOptions options;
   options.list.form = arguments.format == "json"     ? ListForm::kJson
                       : arguments.format == "ndjson" ? ListForm::kNdjson
@@ -36,7 +35,7 @@ ExitCode Export(const CommonOptions& common, const ExportArguments& arguments) {
     if (replaces) Confirm(common, "Replace " + arguments.file + "?");
     out = OutputStream::ToFile(arguments.file, replaces);
   }
-  const std::uint64_t count = PrintRecords(table, options, out.get());
+  const std::uint64_t count = PrintRecords(group.cursor(), options, out.get());
   out->Finish();
   if (arguments.file != "-") {
     std::printf("%llu recipients exported to %s\n", static_cast<unsigned long long>(count),

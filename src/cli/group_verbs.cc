@@ -7,6 +7,7 @@
 #include "cli/import_options.h"
 #include "cli/output_stream.h"
 #include "cli/record.h"
+#include "cli/sql_group.h"
 #include "cli/terminal.h"
 #include "cli/verbs.h"
 #include "cli/walk.h"
@@ -122,13 +123,19 @@ ExitCode Compact(const std::string& group) {
   return kDone;
 }
 
-ExitCode Count(const CommonOptions& common, const std::string& group, bool all) {
-  const Catalogue catalogue;
-  const GroupEntry& entry = catalogue.GetNative(group);
+std::uint64_t CountOf(const Catalogue& catalogue, const GroupEntry& entry, bool all) {
+  if (entry.type == groups::GroupType::kAdoRecordset) return SqlGroup(entry).Count();
   const Session session;
-  Table table(session, entry.table_path(), Access::kShared);
+  Table table(session, catalogue.GetNative(entry.id).table_path(), Access::kShared);
   const std::int64_t count =
       all ? table.Checked(engine::d4recCountDo(table.handle())) : CountLive(&table);
+  return static_cast<std::uint64_t>(count);
+}
+
+ExitCode Count(const CommonOptions& common, const std::string& group, bool all) {
+  const Catalogue catalogue;
+  const GroupEntry& entry = catalogue.Get(group);
+  const std::uint64_t count = CountOf(catalogue, entry, all);
   if (common.json) {
     OutputStream out;
     ListOptions list;
@@ -138,7 +145,7 @@ ExitCode Count(const CommonOptions& common, const std::string& group, bool all) 
     listing->End();
     out.Finish();
   } else {
-    std::printf("%lld\n", static_cast<long long>(count));
+    std::printf("%llu\n", static_cast<unsigned long long>(count));
   }
   return kDone;
 }

@@ -56,7 +56,8 @@ class ImportRowsTest : public testing::Test {
     const auto out = OutputStream::ToFile("/out", true);
     WalkOptions walk;
     walk.list.heading = false;
-    PrintRecords(table, walk, out.get());
+    TableCursor cursor(&table);
+    PrintRecords(&cursor, walk, out.get());
     out->Finish();
     return machine_.files.Get("/out");
   }

@@ -30,15 +30,18 @@ void ReadDecimal(std::string_view bytes, Cell* cell) {
   if (first < text.size() && text[first] == '.') text.insert(first, 1, '0');
 }
 
-void ReadCurrency(std::int64_t value, Cell* cell) {
+}  // namespace
+
+std::string CurrencyText(std::int64_t value) {
   const bool negative = value < 0;
   const std::uint64_t size =
       negative ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
   std::string fraction = std::to_string(10000 + size % 10000).substr(1);
   while (fraction.size() > 2 && fraction.back() == '0') fraction.pop_back();
-  cell->Set(CellKind::kNumber,
-            (negative ? "-" : "") + std::to_string(size / 10000) + "." + fraction);
+  return (negative ? "-" : "") + std::to_string(size / 10000) + "." + fraction;
 }
+
+namespace {
 
 void ReadDouble(double value, Cell* cell) {
   std::array<char, 64> text;
@@ -130,7 +133,7 @@ void RecordReader::Read(const RecordField& field, Cell* cell) const {
       ReadDouble(engine::f4double(field.handle), cell);
       return;
     case 'Y':
-      ReadCurrency(engine::f4currency(field.handle), cell);
+      cell->Set(CellKind::kNumber, CurrencyText(engine::f4currency(field.handle)));
       return;
     case 'D':
       ReadMoment(bytes, cell);

@@ -30,6 +30,9 @@ const RecordField* FindField(const std::vector<RecordField>& fields, std::string
 // Whether values of this type are right-aligned in tables.
 bool IsNumeric(char type);
 
+// An amount, given in 1/10,000, with at least two decimals.
+std::string CurrencyText(std::int64_t units);
+
 // Reads values of the current record. Text comes without the blanks that fill its field; dates as
 // 2024-02-29, date-times as 2024-02-29T13:45:00, logical values as true and false; numbers as they
 // are stored, with a decimal point.

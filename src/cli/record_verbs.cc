@@ -3,6 +3,7 @@
 #include "cli/address_tag.h"
 #include "cli/catalogue.h"
 #include "cli/output_stream.h"
+#include "cli/sql_group.h"
 #include "cli/verbs.h"
 #include "cli/walk.h"
 
@@ -30,13 +31,10 @@ WalkOptions WalkOptionsFor(const CommonOptions& common, const ShowArguments& arg
 
 ExitCode Show(const CommonOptions& common, const ShowArguments& arguments) {
   const Catalogue catalogue;
-  const GroupEntry& entry = catalogue.GetNative(arguments.group);
-  const Session session;
-  Table table(session, entry.table_path(), Access::kShared);
-  // Deleted records are in no tag of a group.
-  if (!arguments.natural && !arguments.deleted) table.SelectTag(kAddressTag);
+  OpenedGroup group(catalogue, catalogue.Get(arguments.group),
+                    {.by_address = !arguments.natural, .deleted = arguments.deleted});
   OutputStream out;
-  PrintRecords(table, WalkOptionsFor(common, arguments), &out);
+  PrintRecords(group.cursor(), WalkOptionsFor(common, arguments), &out);
   out.Finish();
   return kDone;
 }
@@ -52,31 +50,28 @@ bool BeginsWith(std::string_view text, const std::string& lower_prefix) {
 
 ExitCode Find(const CommonOptions& common, const FindArguments& arguments) {
   const Catalogue catalogue;
-  const GroupEntry& entry = catalogue.GetNative(arguments.group);
-  const Session session;
-  Table table(session, entry.table_path(), Access::kShared);
-  const std::vector<RecordField> fields = FieldsOf(table.handle());
+  OpenedGroup group(catalogue, catalogue.Get(arguments.group), {.deleted = arguments.deleted});
+  GroupCursor* cursor = group.cursor();
   const std::size_t equals = arguments.what.find('=');
-  const RecordField* field =
-      equals == std::string::npos ? nullptr : FindField(fields, arguments.what.substr(0, equals));
+  std::optional<std::size_t> field;
+  if (equals != std::string::npos) field = cursor->Find(arguments.what.substr(0, equals));
   const WalkOptions options = WalkOptionsFor(common, arguments);
   OutputStream out;
   std::uint64_t found = 0;
-  if (field == nullptr && !arguments.prefix) {
-    if (FindAddress(&table, arguments.what) != 0) {
-      PrintCurrentRecord(table, options, &out);
+  if (!field && !arguments.prefix) {
+    if (cursor->FindAddress(arguments.what)) {
+      PrintCurrentRecord(cursor, options, &out);
       found = 1;
     }
   } else {
-    const std::string wanted =
-        field == nullptr ? arguments.what : arguments.what.substr(equals + 1);
-    if (field == nullptr) field = FindField(fields, AddressFieldOf(table.handle()));
-    if (field == nullptr) throw Failure(kUsage, "the group has no address field");
+    const std::string wanted = field ? arguments.what.substr(equals + 1) : arguments.what;
+    if (!field) field = cursor->Find(cursor->address_field());
+    if (!field) throw Failure(kUsage, "the group has no address field");
     const std::string lower(TrimBlanks(ToLower(wanted)));
-    if (!arguments.deleted) table.SelectTag(kAddressTag);
+    if (!arguments.deleted && group.table() != nullptr) group.table()->SelectTag(kAddressTag);
     Cell cell;
-    found = PrintRecords(table, options, &out, [&](const RecordReader& reader) {
-      reader.Read(*field, &cell);
+    found = PrintRecords(cursor, options, &out, [&] {
+      cursor->Read(*field, &cell);
       return arguments.prefix ? BeginsWith(TrimBlanks(cell.text), lower)
                               : EqualsIgnoreCase(TrimBlanks(cell.text), lower);
     });
@@ -111,7 +106,8 @@ void AddRecordVerbs(CLI::App* app, CommonOptions* common, Action* action) {
   auto show = std::make_shared<ShowArguments>();
   CLI::App* verb = AddVerb(
       app, common, "show",
-      "Print the recipients of a group in the order of their addresses.\n\n"
+      "Print the recipients of a group in the order of their addresses; those of a query in the\n"
+      "order in which the database gives them.\n\n"
       "On a terminal this is an aligned table; elsewhere one line a recipient, with tabs between\n"
       "the fields and control characters as escapes.",
       {"show customers --limit 10", "show customers --fields Email,City --csv"});

@@ -28,7 +28,7 @@ void PrintRecordNumbers(const Table& table, std::int64_t limit, OutputStream* ou
 
 ExitCode Show(const CommonOptions& common, const TableArguments& arguments) {
   const Session session;
-  const Table table(session, arguments.file, Access::kShared, arguments.tag);
+  Table table(session, arguments.file, Access::kShared, arguments.tag);
   OutputStream out;
   if (arguments.format == "recno") {
     PrintRecordNumbers(table, arguments.limit, &out);
@@ -40,7 +40,8 @@ ExitCode Show(const CommonOptions& common, const TableArguments& arguments) {
     options.fields = arguments.fields;
     options.limit = arguments.limit;
     options.deleted = arguments.deleted;
-    PrintRecords(table, options, &out);
+    TableCursor cursor(&table);
+    PrintRecords(&cursor, options, &out);
   }
   out.Finish();
   return kDone;

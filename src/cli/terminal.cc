@@ -5,6 +5,7 @@
 #include <io.h>
 #else
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 #endif
 
@@ -114,6 +115,29 @@ bool AskYesNo(const std::string& question) {
   const int first = std::getc(stdin);
   for (int c = first; c != '\n' && c != EOF;) c = std::getc(stdin);
   return first == 'y' || first == 'Y';
+}
+
+std::string AskSecret(const std::string& question) {
+  std::fprintf(stderr, "%s", Harmless(question).c_str());
+  std::fflush(stderr);
+#ifndef _WIN32
+  termios shown{};
+  const bool hidden = tcgetattr(fileno(stdin), &shown) == 0;
+  if (hidden) {
+    termios silent = shown;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(fileno(stdin), TCSAFLUSH, &silent);
+  }
+#endif
+  std::string secret;
+  for (int c = std::getc(stdin); c != '\n' && c != EOF; c = std::getc(stdin)) {
+    secret += static_cast<char>(c);
+  }
+#ifndef _WIN32
+  if (hidden) tcsetattr(fileno(stdin), TCSAFLUSH, &shown);
+#endif
+  std::fprintf(stderr, "\n");
+  return secret;
 }
 
 std::size_t DisplayWidth(std::string_view utf8) {

@@ -22,6 +22,9 @@ bool ColorsWanted();
 // InputIsTerminal and ErrorsAreTerminal.
 bool AskYesNo(const std::string& question);
 
+// Asks for a text that is not shown while it is typed. Only to be called likewise.
+std::string AskSecret(const std::string& question);
+
 // Cells that text takes on a terminal: none for combining marks, two for wide letters.
 std::size_t DisplayWidth(std::string_view utf8);
 

@@ -5,6 +5,7 @@
 #include "cli/address.h"
 #include "cli/address_tag.h"
 #include "cli/failure.h"
+#include "cli/record.h"
 
 namespace pv::cli {
 namespace {
@@ -12,25 +13,16 @@ namespace {
 // Turns records into rows of a listing.
 class RecordPrinter {
  public:
-  RecordPrinter(const Table& table, const WalkOptions& options, OutputStream* out)
-      : table_(table), reader_(table.handle()), deleted_column_(options.deleted) {
+  RecordPrinter(GroupCursor* cursor, const WalkOptions& options, OutputStream* out)
+      : cursor_(cursor), deleted_column_(options.deleted) {
     std::vector<Column> columns;
     if (deleted_column_) columns.push_back({"deleted"});
-    const auto add = [&](const RecordField& field) {
-      fields_.push_back(field);
-      columns.push_back({field.name, IsNumeric(field.shape.type)});
-    };
-    for (const std::string& name : options.fields) {
-      const RecordField* field = FindField(reader_.fields(), name);
-      if (field == nullptr) {
-        std::string names;
-        for (const RecordField& f : reader_.fields()) names += (names.empty() ? "" : ", ") + f.name;
-        throw Failure(kUsage, "there is no field " + name + "; there are " + names);
-      }
-      add(*field);
-    }
+    for (const std::string& name : options.fields) fields_.push_back(cursor->Get(name));
     if (options.fields.empty()) {
-      for (const RecordField& field : reader_.fields()) add(field);
+      for (std::size_t i = 0; i < cursor->fields().size(); ++i) fields_.push_back(i);
+    }
+    for (const std::size_t i : fields_) {
+      columns.push_back({cursor->fields()[i].name, cursor->fields()[i].numeric()});
     }
     cells_.resize(columns.size());
     listing_ = Listing::Make(out, std::move(columns), options.list);
@@ -39,23 +31,18 @@ class RecordPrinter {
   void Print() {
     std::size_t at = 0;
     if (deleted_column_) {
-      cells_[at++].Set(CellKind::kBoolean,
-                       engine::d4deleted(table_.handle()) != 0 ? "true" : "false");
+      cells_[at++].Set(CellKind::kBoolean, cursor_->deleted() ? "true" : "false");
     }
-    for (const RecordField& field : fields_) reader_.Read(field, &cells_[at++]);
-    // A memo that is damaged reads as empty and leaves its error behind.
-    table_.CheckPending();
+    for (const std::size_t field : fields_) cursor_->Read(field, &cells_[at++]);
     listing_->Row(cells_);
   }
 
   void End() { listing_->End(); }
-  const RecordReader& reader() const { return reader_; }
 
  private:
-  const Table& table_;
-  RecordReader reader_;
+  GroupCursor* cursor_;
   bool deleted_column_;
-  std::vector<RecordField> fields_;
+  std::vector<std::size_t> fields_;
   std::vector<Cell> cells_;
   std::unique_ptr<Listing> listing_;
 };
@@ -70,30 +57,28 @@ void ForEachRecord(const Table& table, const std::function<bool()>& visit) {
   while (code == engine::kSuccess && visit()) code = table.Checked(engine::d4skip(handle, 1));
 }
 
-std::uint64_t PrintRecords(const Table& table, const WalkOptions& options, OutputStream* out,
-                           const std::function<bool(const RecordReader&)>& wanted) {
-  RecordPrinter printer(table, options, out);
+std::uint64_t PrintRecords(GroupCursor* cursor, const WalkOptions& options, OutputStream* out,
+                           const std::function<bool()>& wanted) {
+  RecordPrinter printer(cursor, options, out);
   std::int64_t to_pass = options.offset;
   std::uint64_t printed = 0;
-  if (options.limit != 0) {
-    ForEachRecord(table, [&] {
-      if (!options.deleted && engine::d4deleted(table.handle()) != 0) return true;
-      if (wanted && !wanted(printer.reader())) return true;
-      if (to_pass > 0) {
-        --to_pass;
-        return true;
-      }
-      printer.Print();
-      ++printed;
-      return options.limit < 0 || printed < static_cast<std::uint64_t>(options.limit);
-    });
+  while (options.limit < 0 || printed < static_cast<std::uint64_t>(options.limit)) {
+    if (!cursor->Next()) break;
+    if (!options.deleted && cursor->deleted()) continue;
+    if (wanted && !wanted()) continue;
+    if (to_pass > 0) {
+      --to_pass;
+      continue;
+    }
+    printer.Print();
+    ++printed;
   }
   printer.End();
   return printed;
 }
 
-void PrintCurrentRecord(const Table& table, const WalkOptions& options, OutputStream* out) {
-  RecordPrinter printer(table, options, out);
+void PrintCurrentRecord(GroupCursor* cursor, const WalkOptions& options, OutputStream* out) {
+  RecordPrinter printer(cursor, options, out);
   printer.Print();
   printer.End();
 }

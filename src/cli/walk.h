@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/group_cursor.h"
 #include "cli/listing.h"
 #include "cli/output_stream.h"
-#include "cli/record.h"
 #include "cli/table.h"
 
 namespace pv::cli {
@@ -27,12 +27,12 @@ struct WalkOptions {
 // until it answers false.
 void ForEachRecord(const Table& table, const std::function<bool()>& visit);
 
-// Prints the records for which `wanted` (when given) holds; returns their number.
-std::uint64_t PrintRecords(const Table& table, const WalkOptions& options, OutputStream* out,
-                           const std::function<bool(const RecordReader&)>& wanted = nullptr);
+// Prints the rows for which `wanted` (when given) holds; returns their number.
+std::uint64_t PrintRecords(GroupCursor* cursor, const WalkOptions& options, OutputStream* out,
+                           const std::function<bool()>& wanted = nullptr);
 
-// Prints one record: the one that the table stands on.
-void PrintCurrentRecord(const Table& table, const WalkOptions& options, OutputStream* out);
+// Prints one row: the one that the cursor stands on.
+void PrintCurrentRecord(GroupCursor* cursor, const WalkOptions& options, OutputStream* out);
 
 // The live record with an address, letter case ignored; the table stands on it. 0 when there is
 // none. The tag is asked first; without a match in it every record is looked at.

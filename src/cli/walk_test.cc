@@ -26,7 +26,8 @@ class WalkTest : public testing::Test {
 
   std::string Print(const WalkOptions& options) {
     const auto out = OutputStream::ToFile("/out", true);
-    PrintRecords(*table_, options, out.get());
+    TableCursor cursor(table_.get());
+    PrintRecords(&cursor, options, out.get());
     out->Finish();
     return machine_.files.Get("/out");
   }

@@ -5,6 +5,7 @@
 
 #include "base/text.h"
 #include "pvgroupman/automation/error.h"
+#include "support/application.h"
 
 namespace pv::groups {
 namespace {
@@ -31,15 +32,7 @@ bool Contains(const Names& names, std::string_view id) {
 std::string WhyNotInFileNames(std::string_view id) {
   if (id.empty()) return "is empty";
   if (Utf16Length(id) > kLongestGroupId) return "has more than 32 characters";
-  if (id.find_first_of("/\\") != std::string_view::npos) return "contains a path separator";
-  if (id.find_first_of(":*?\"<>|") != std::string_view::npos) {
-    return "contains a character that file names cannot have";
-  }
-  for (const char c : id) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7F) return "contains a control character";
-  }
-  if (!IsValidUtf8(id)) return "is not well-formed text";
+  if (std::string why = support::WhyNotPartOfFileName(id); !why.empty()) return why;
   if (id.find_first_not_of('.') == std::string_view::npos) return "consists of points alone";
   if (id.back() == '.' || id.back() == ' ') return "ends in a point or a blank";
   // A device keeps its meaning whatever extension follows.

@@ -5,10 +5,8 @@
 #include "groups/catalogue.h"
 #include "groups/labelled.h"
 #include "pvgroupman/automation/member_table.h"
-#include "pvgroupman/automation/progid.h"
 #include "pvgroupman/tablestore/database.h"
 #include "support/application.h"
-#include "support/configuration.h"
 
 namespace pv::groups {
 
@@ -19,39 +17,18 @@ using tablestore::Database;
 using tablestore::FieldType;
 using tablestore::Recipients;
 
-std::string TextOf(const Ref<Recipients>& cursor, const char* field) {
-  return std::string(TrimBlanks(cursor->GetFields()->Find(field)->Current().ToText()));
-}
-
 GroupType TypeOf(const Ref<Recipients>& cursor) {
-  return static_cast<GroupType>(cursor->GetFields()->Find("GroupType")->Current().ToI4());
-}
-
-void SetField(const Ref<Recipients>& cursor, const char* field, const Value& value) {
-  cursor->GetFields()->Find(field)->SetValue(value);
+  return static_cast<GroupType>(tablestore::FieldOf(cursor, "GroupType").ToI4());
 }
 
 namespace {
 
-// Widths of the catalogue's fields that must not lose anything: a group whose ID or path was cut
-// could not be found again.
+// A group whose ID or path was cut could not be found again.
 constexpr std::size_t kLongestPath = 254;
-
-void RequireFits(const char* what, const std::string& text, std::size_t width) {
-  const auto page = support::CurrentCodePage();
-  bool lossy = false;
-  const std::size_t bytes = page->Encode(text, &lossy).size();
-  if (!lossy && bytes <= width) return;
-  const std::string why =
-      lossy ? "has characters that code page " + std::to_string(page->number()) + " lacks."
-            : "has more than " + std::to_string(width) + " characters.";
-  throw automation::Error(automation::kErrInvalidCall, {},
-                          std::string("The ") + what + " \"" + text + "\" " + why);
-}
 
 }  // namespace
 
-Groups::Groups() {
+Groups::Groups() : data_folder_(std::make_unique<support::DataFolder>()) {
   Labelled("Groups::Initialize", [&] { Refresh(); });
 }
 
@@ -63,7 +40,7 @@ Groups::~Groups() {
   tb_ = nullptr;
   data_source_ = nullptr;
   ado_properties_ = nullptr;
-  settings_ = nullptr;
+  data_folder_->Release();
 }
 
 Ref<GroupLinks> Groups::GetGroups() {
@@ -77,14 +54,8 @@ Ref<GroupFieldTypes> Groups::GetFieldTypes() {
 }
 
 const std::string& Groups::GroupDataFolder() {
-  return Labelled("Groups::GetGroupDataFolder", [&]() -> const std::string& {
-    if (data_folder_.empty()) {
-      if (!settings_) settings_ = automation::CreateObject("PVGroupMan.Settings");
-      data_folder_ =
-          support::WithSeparator(automation::GetProperty(settings_, "GroupDataFolder").ToText());
-    }
-    return data_folder_;
-  });
+  return Labelled("Groups::GetGroupDataFolder",
+                  [&]() -> const std::string& { return data_folder_->Path(); });
 }
 
 void Groups::CreateGroupListTable() {
@@ -112,7 +83,7 @@ bool Groups::ReadCatalogue(GroupLinks* target) {
     const Ref<Recipients> rows =
         database->OpenTable(GroupDataFolder(), kCatalogueFile, std::nullopt, "Name");
     bool any = false;
-    if (!(rows->IsBof() && rows->IsEof())) rows->MoveFirst();
+    if (!tablestore::IsEmpty(*rows)) rows->MoveFirst();
     while (!rows->IsEof()) {
       target->Add(TextOf(rows, "ID"), TextOf(rows, "Name"), TypeOf(rows), TextOf(rows, "DSNID"),
                   TextOf(rows, "PropID"), TextOf(rows, "Path"));
@@ -143,8 +114,8 @@ void Groups::AddGroup(const std::string& sId, const std::string& Name, GroupType
                       const std::string& sPath) {
   Labelled("Groups::AddGroup", [&] {
     const std::string path = TrimBlanks(sPath).empty() ? sPath : support::WithSeparator(sPath);
-    RequireFits("group ID", sId, kLongestGroupId);
-    RequireFits("path", path, kLongestPath);
+    support::RequireFits("group ID", sId, kLongestGroupId);
+    support::RequireFits("path", path, kLongestPath);
     if (!support::FileExists(GroupDataFolder() + kCatalogueFile)) CreateGroupListTable();
     const auto database = MakeObject<Database>();
     const Ref<Recipients> rows =
@@ -170,7 +141,7 @@ void Groups::RemoveGroup(const std::string& ID) {
         database->OpenTable(GroupDataFolder(), kCatalogueFile, std::nullopt, "ID");
     if (rows->SeekFirst(ID, "ID")) rows->Delete();
     rows->CloseTable();
-    CompactCatalogue(database, GroupDataFolder());
+    tablestore::CompactSettingsTable(database, GroupDataFolder(), kCatalogueFile);
   });
 }
 

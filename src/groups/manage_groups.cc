@@ -121,7 +121,7 @@ bool Groups::DeleteGroup(const std::string& sId) {
         rows->Delete();
       }
       rows->CloseTable();
-      CompactCatalogue(database, data);
+      tablestore::CompactSettingsTable(database, data, kCatalogueFile);
     }
     if (!WhyNotInFileNames(sId).empty()) {
       if (type == GroupType::kPvFormat) CheckGroupId(sId);

@@ -2,6 +2,7 @@
 #include <exception>
 
 #include "base/text.h"
+#include "groups/ado_group.h"
 #include "groups/catalogue.h"
 #include "groups/labelled.h"
 #include "pvgroupman/automation/call.h"
@@ -89,28 +90,65 @@ Ref<Object> Groups::OpenGroup(const std::string& ID) {
         break;
       }
       case GroupType::kAdoRecordset:
-        RaiseNotAvailable("ADO");
+        OpenAdoGroup(*entry);
+        break;
       case GroupType::kAddressBook:
         RaiseNotAvailable("address-book");
     }
     open_id_ = ID;
+    open_type_ = entry->GetPvGroupType();
     return tb_;
   });
+}
+
+void Groups::OpenAdoGroup(const GroupLink& entry) {
+  const Ref<Object> connection = CreateObject("ADODB.Connection");
+  const Ref<Object> recordset = CreateObject("ADODB.Recordset");
+  if (!data_source_) data_source_ = automation::MakeObject<ado::CDataSource>();
+  if (!ado_properties_) ado_properties_ = automation::MakeObject<ado::CADOGroupProperties>();
+  data_source_->OpenDataSource(entry.GetDataSourceId(), std::nullopt);
+  ConnectAdo(connection, *data_source_);
+  ado_properties_->OpenADOGroupProperties(entry.GetPropertiesId());
+  OpenAdoRecordset(recordset, connection, *data_source_, ado_properties_.get());
+  db_ = connection;
+  tb_ = recordset;
 }
 
 void Groups::CloseGroup() {
   Labelled("Groups::CloseGroup", [&] {
     if (open_id_.empty()) return;
-    // The group counts as closed even when closing its table fails.
+    // The group counts as closed even when closing it fails.
     open_id_.clear();
-    if (tb_) CallMember(tb_, "CloseTable");
+    switch (open_type_) {
+      case GroupType::kPvFormat:
+        if (tb_) CallMember(tb_, "CloseTable");
+        break;
+      case GroupType::kAdoRecordset: {
+        std::exception_ptr failure;
+        for (const Ref<Object>& object : {tb_, db_}) {
+          try {
+            CloseAdo(object);
+          } catch (...) {
+            // The connection is closed all the same.
+            if (!failure) failure = std::current_exception();
+          }
+        }
+        if (failure) std::rethrow_exception(failure);
+        break;
+      }
+      case GroupType::kAddressBook:
+        tb_ = nullptr;
+        db_ = nullptr;
+        break;
+    }
   });
 }
 
 std::int32_t Groups::RecipientCount() {
   return Labelled("Groups::RecipientCount", [&] {
     if (open_id_.empty()) automation::RaiseObjectNotSet();
-    return GetProperty(tb_, "RecordCount").ToI4();
+    if (open_type_ != GroupType::kAdoRecordset) return GetProperty(tb_, "RecordCount").ToI4();
+    return CountAdo(db_, BuildSql(ado_properties_.get(), true)).ToI4();
   });
 }
 
@@ -128,9 +166,27 @@ bool Groups::GetGroupFieldTypes() {
     const Ref<GroupFieldTypes> types = GetFieldTypes();
     types->Clear();
     if (open_id_.empty()) automation::RaiseObjectNotSet();
-    for (const tablestore::TableField& field :
-         tablestore::TableFields(GetProperty(tb_, "TableHandle").ToI4())) {
-      types->Add(ProperCase(field.name), TypeOfLetter(field.letter), field.length);
+    switch (open_type_) {
+      case GroupType::kPvFormat:
+        for (const tablestore::TableField& field :
+             tablestore::TableFields(GetProperty(tb_, "TableHandle").ToI4())) {
+          types->Add(ProperCase(field.name), TypeOfLetter(field.letter), field.length);
+        }
+        break;
+      case GroupType::kAdoRecordset: {
+        const Ref<Object> fields = GetProperty(tb_, "Fields").ToObject();
+        const std::int32_t count = GetProperty(fields, "Count").ToI4();
+        for (std::int32_t i = 0; i < count; ++i) {
+          const Ref<Object> field = CallMember(fields, "Item", {i}).ToObject();
+          PVGroupFieldType type = TypeOfAdo(GetProperty(field, "Type").ToI4());
+          if (IsAutoIncrement(field)) type = PVGroupFieldType::kNoUpdate;
+          types->Add(ProperCase(GetProperty(field, "Name").ToText()), type,
+                     GetProperty(field, "DefinedSize").ToI4());
+        }
+        break;
+      }
+      case GroupType::kAddressBook:
+        RaiseNotAvailable("address-book");
     }
     return true;
   });

@@ -93,11 +93,8 @@ TEST_F(OpenGroupTest, IdThatNamesOtherFilesIsRefused) {
   }
 }
 
-TEST_F(OpenGroupTest, OtherKindsOfGroupSayThatTheyCannotBeOpened) {
-  groups_->AddGroup("ID1", "A", GroupType::kAdoRecordset, "", "", "");
+TEST_F(OpenGroupTest, AddressBookGroupsSayThatTheyCannotBeOpened) {
   groups_->AddGroup("ID2", "B", GroupType::kAddressBook, "", "", "");
-  ExpectError(ErrorFrom([&] { groups_->OpenGroup("ID1"); }), 429, "Groups::OpenGroup",
-              "ActiveX component can't create object: ADO groups are not available yet");
   ExpectError(ErrorFrom([&] { groups_->OpenGroup("ID2"); }), 429, "Groups::OpenGroup",
               "ActiveX component can't create object: address-book groups are not available yet");
   EXPECT_FALSE(groups_->GetIsGroupOpen());

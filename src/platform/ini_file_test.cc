@@ -246,5 +246,24 @@ TEST(IniProfiles, FailuresAndCrashesLeaveOldOrNew) {
   }
 }
 
+TEST(IniProfiles, SeveralValuesAreSetInOneStep) {
+  MemorySystem machine;
+  machine.files.Put("/a.ini", "[S]\nk=v\n");
+  machine.files.StartRecording();
+  const std::vector<ProfileEntry> entries = {{"k", "w"}, {"l", "x"}, {"k", "y"}};
+  ASSERT_TRUE(machine.profiles.WriteAll("/a.ini", "S", entries, Page1252()).ok());
+  EXPECT_EQ(machine.files.Get("/a.ini"), "[S]\nk=y\nl=x\n");
+  CrashReplay replay(machine.files);
+  for (std::size_t n = 0; n <= replay.size(); ++n) {
+    replay.StepTo(n);
+    MemorySystem crashed(replay.Image());
+    const bool old = crashed.profiles.Read("/a.ini", "S", "k", Page1252()) == "v";
+    EXPECT_EQ(crashed.profiles.Read("/a.ini", "S", "l", Page1252()).has_value(), !old) << n;
+  }
+  const std::vector<ProfileEntry> bad = {{"k", "z"}, {"l", "two\nlines"}};
+  EXPECT_EQ(machine.profiles.WriteAll("/a.ini", "S", bad, Page1252()).code(), StatusCode::kInvalid);
+  EXPECT_EQ(machine.files.Get("/a.ini"), "[S]\nk=y\nl=x\n");
+}
+
 }  // namespace
 }  // namespace pv::platform

@@ -1,6 +1,10 @@
 // The public classes. Tested by class_list_test.cc.
 #include "server/class_list.h"
 
+#include "pvgroupman/ado/ado_group_properties.h"
+#include "pvgroupman/ado/data_source.h"
+#include "pvgroupman/ado/data_sources.h"
+#include "pvgroupman/ado/filters.h"
 #include "pvgroupman/groups/group_field_types.h"
 #include "pvgroupman/groups/group_links.h"
 #include "pvgroupman/groups/groups.h"
@@ -30,7 +34,9 @@ constexpr PublicClass kClasses[] = {
     Entry<tablestore::IndexDef>(),   Entry<tablestore::IndexDefs>(),
     Entry<groups::GroupLink>(),      Entry<groups::GroupLinks>(),
     Entry<groups::GroupFieldType>(), Entry<groups::GroupFieldTypes>(),
-    Entry<support::cRegistry>(),
+    Entry<support::cRegistry>(),     Entry<ado::CDataSource>(),
+    Entry<ado::CDataSources>(),      Entry<ado::CADOGroupProperties>(),
+    Entry<ado::CFilter>(),           Entry<ado::CFilters>(),
 };
 
 }  // namespace

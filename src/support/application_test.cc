@@ -98,6 +98,51 @@ TEST_F(ApplicationTest, EnsureFolderMakesParentsAndSaysWhyNot) {
   EXPECT_EQ(ErrorFrom([] { EnsureFolder("/q"); }).number(), 75);
 }
 
+TEST_F(ApplicationTest, WriteSettingsComeBackUnchanged) {
+  const std::vector<std::string> texts = {"plain", " blanks ", "\"quoted\"", "'single'", "\"",
+                                          "",      "=;[x]",    "\ttab",      "Größe",    "'\""};
+  std::vector<platform::ProfileEntry> entries;
+  for (const std::string& text : texts) {
+    entries.push_back({"k" + std::to_string(entries.size()), text});
+  }
+  ASSERT_TRUE(WriteSettings("/a.ini", "S", entries));
+  for (const platform::ProfileEntry& entry : entries) {
+    EXPECT_EQ(ReadSetting("/a.ini", "S", entry.key, ""), entry.value);
+  }
+}
+
+TEST_F(ApplicationTest, WriteSettingsWritesAllOrNothing) {
+  WriteSetting("/a.ini", "S", "k", "old");
+  const std::string before = machine_.files.Get("/a.ini");
+  for (const std::string& bad : {std::string("two\nlines"), std::string("z\0", 2),
+                                 std::string("Łódź"), std::string(kLongestSetting + 1, 'x')}) {
+    EXPECT_FALSE(WriteSettings("/a.ini", "S", {{"k", "new"}, {"l", bad}}));
+    EXPECT_EQ(machine_.files.Get("/a.ini"), before);
+  }
+  machine_.files.SetReadOnly(true);
+  EXPECT_FALSE(WriteSettings("/a.ini", "S", {{"k", "new"}}));
+}
+
+TEST_F(ApplicationTest, IdsThatLeadElsewhereAreNoPartsOfFileNames) {
+  for (const char* id : {"A1", "", " x ", "CON", "..", "Größe"}) {
+    EXPECT_EQ(WhyNotPartOfFileName(id), "") << id;
+  }
+  for (const char* id : {"a/b", "a\\b", "a:b", "a*", "a\n", "a\x7F", "a\xFF"}) {
+    EXPECT_NE(WhyNotPartOfFileName(id), "") << id;
+  }
+}
+
+TEST_F(ApplicationTest, TextThatDoesNotFitIsRefusedWithOrWithoutBeingShown) {
+  EXPECT_NO_THROW(RequireFits("name", "Größe", 5));
+  EXPECT_NO_THROW(RequireFits("name", std::string(9999, 'x'), 0));
+  EXPECT_EQ(automation::ErrorFrom([] { RequireFits("name", "Größe", 4); }).description(),
+            "The name \"Größe\" has more than 4 characters.");
+  EXPECT_EQ(automation::ErrorFrom([] { RequireFitsUnseen("word", "geheim", 4); }).description(),
+            "The word has more than 4 characters.");
+  EXPECT_EQ(automation::ErrorFrom([] { RequireFitsUnseen("word", "Ł", 0); }).description(),
+            "The word has characters that code page 1252 lacks.");
+}
+
 TEST_F(ApplicationTest, UpperBoundCountsFromOne) {
   EXPECT_EQ(UpperBound(Value(automation::TextArray{"a", "b"})), 2);
   EXPECT_EQ(UpperBound(Value(automation::Bytes{1})), 1);

@@ -10,6 +10,9 @@ namespace pv::tablestore {
 
 // X(name, number, text)
 #define PV_RESOURCE_STRINGS(X)                                                        \
+  X(kTextCannotSave, 2, "Cannot save DSN details to file.")                           \
+  X(kTextNoSuchDefinition, 4, "DSN does not exist.")                                  \
+  X(kTextBlankId, 7, "The DSN ID specified was blank.")                               \
   X(kTextNoEngine, 8, "Initialize of database engine failure.")                       \
   X(kTextNoSession, 9, "Database not initialised.")                                   \
   X(kTextOpenFailed, 10, "OpenTable failed.")                                         \
@@ -39,6 +42,9 @@ namespace pv::tablestore {
   X(kTextCloseFailed, 58, "CloseTable failed.")                                       \
   X(kTextVerifyFailed, 59, "Key verify failed.")                                      \
   X(kTextUnsupportedType, 355, "Unsupported Field Data Type <%s>")                    \
+  X(kTextDataSourceInUse, 356,                                                        \
+    "The Data Source is in use by a Group. To delete the Data Source, please remove " \
+    "the Group first.")                                                               \
   X(kTextGroupIsOpen, 357, "This Group is open, please close prior to deletion.")
 
 enum ResourceString : std::int32_t {

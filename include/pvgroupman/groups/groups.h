@@ -3,8 +3,11 @@
 #define PVGROUPMAN_GROUPS_GROUPS_H_
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
+#include "pvgroupman/ado/ado_group_properties.h"
+#include "pvgroupman/ado/data_source.h"
 #include "pvgroupman/automation/api.h"
 #include "pvgroupman/automation/object.h"
 #include "pvgroupman/groups/group_field_types.h"
@@ -12,6 +15,10 @@
 #include "pvgroupman/groups/types.h"
 #include "pvgroupman/tablestore/field_defs.h"
 #include "pvgroupman/tablestore/index_defs.h"
+
+namespace pv::support {
+class DataFolder;
+}
 
 namespace pv::groups {
 
@@ -72,18 +79,20 @@ class PV_API Groups : public automation::Object {
   bool AdoInstalled() const;
 
   // Opens a group and returns its cursor, also kept in GetTb: for a native group a Recipients
-  // over its table, shared, in the order of its tag "Email". Error 2409 when the catalogue has no
-  // such group. A group that was open before stays so only as long as somebody holds its objects.
+  // over its table, shared, in the order of its tag "Email"; for an ADO group an ADODB.Recordset
+  // on its table or statement, as its saved data source and definition say. Error 2409 when the
+  // catalogue has no such group; 429 when ADO is not installed. A group that was open before stays
+  // so only as long as somebody holds its objects.
   automation::Ref<automation::Object> OpenGroup(const std::string& ID);
 
   // Whether a group is open.
   bool GetIsGroupOpen() const { return !open_id_.empty(); }
 
-  // Closes the open group's table; nothing happens when none is open.
+  // Closes the open group's table, or recordset and connection; nothing happens when none is open.
   void CloseGroup();
 
-  // Number of recipients of the open group, deleted ones included until the group is compacted.
-  // Error 91 when none is open.
+  // Number of recipients of the open group: of a native group deleted ones included until it is
+  // compacted, of an ADO group what its database counts. Error 91 when none is open.
   std::int32_t RecipientCount();
 
   // Compacts a native group's table; other groups are left alone. Error 2409 as in OpenGroup.
@@ -119,16 +128,18 @@ class PV_API Groups : public automation::Object {
   automation::Ref<GroupLink> EntryOf(const std::string& id);
   // The folder of a native group's files, ending in "\".
   std::string FolderOf(const GroupLink& entry);
+  // Opens the database and the rows of an ADO group into db_ and tb_, or leaves both.
+  void OpenAdoGroup(const GroupLink& entry);
 
   automation::Ref<GroupLinks> groups_;
   automation::Ref<GroupFieldTypes> field_types_;
   automation::Ref<automation::Object> db_;
   automation::Ref<automation::Object> tb_;
-  automation::Ref<automation::Object> data_source_;
-  automation::Ref<automation::Object> ado_properties_;
-  automation::Ref<automation::Object> settings_;
-  std::string data_folder_;
+  automation::Ref<ado::CDataSource> data_source_;
+  automation::Ref<ado::CADOGroupProperties> ado_properties_;
+  std::unique_ptr<support::DataFolder> data_folder_;
   std::string open_id_;
+  GroupType open_type_ = GroupType::kPvFormat;  // of the group that is open
 };
 
 }  // namespace pv::groups
