@@ -30,6 +30,16 @@ TEST(CodePages, LoadedPagesAreKept) {
   EXPECT_EQ(Load(866)->number(), 866);
 }
 
+#ifndef _WIN32  // where which of them there are is up to the system
+TEST(CodePages, PagesThatOtherProgramsFilesName) {
+  EXPECT_EQ(Load(10000)->Decode("Ren\x8E"), "René");
+  EXPECT_EQ(Load(20866)->Decode("\xC4\xC1"), "да");
+  EXPECT_EQ(Load(21866)->Decode("\xA4"), "є");
+  EXPECT_EQ(Load(28592)->Decode("\xB1"), "ą");
+  EXPECT_EQ(Load(28605)->Decode("\xA4"), "€");
+}
+#endif
+
 TEST(CodePages, EveryByteOfTheAnsiPagesSurvivesARoundTrip) {
   for (const int number : kSingleByte) {
     const auto page = Load(number);

@@ -45,6 +45,15 @@ std::string FromEnvironment(const std::string& name) {
   throw automation::Error(automation::kErrInvalidCall, kSource, why);
 }
 
+// A page in which tables can be written: their mark must be able to name it.
+Result<std::shared_ptr<const CodePage>> LoadPage(int number) {
+  PV_ASSIGN_OR_RETURN(auto page, platform::CurrentSystem().code_pages->Load(number));
+  if (MarkFromCodePage(number) == 0) {
+    return Status::Unsupported("tables cannot be in code page " + std::to_string(number));
+  }
+  return page;
+}
+
 // The page that a setting's text names; `origin` tells a person where the text stands.
 std::shared_ptr<const CodePage> PageOfText(const std::string& text, const std::string& origin) {
   int number = 0;
@@ -52,7 +61,7 @@ std::shared_ptr<const CodePage> PageOfText(const std::string& text, const std::s
   if (error != std::errc() || end != text.data() + text.size()) {
     Refuse(origin + " is \"" + text + "\", which is no code page number");
   }
-  auto page = platform::CurrentSystem().code_pages->Load(number);
+  auto page = LoadPage(number);
   if (!page.ok()) Refuse(origin + ": " + page.status().message());
   return *page;
 }
@@ -77,7 +86,7 @@ void SetHostGroupDataFolder(const std::string& folder) { Host().group_data_folde
 
 void SetHostCodePage(std::int32_t number) {
   if (number != 0) {
-    const auto page = platform::CurrentSystem().code_pages->Load(number);
+    const auto page = LoadPage(number);
     if (!page.ok()) Refuse(page.status().message());
   }
   Host().code_page = number;

@@ -107,6 +107,9 @@ TEST_F(SettingsTest, PageFromTheConfigurationFile) {
 TEST_F(SettingsTest, UnknownPageIsRefused) {
   EXPECT_EQ(
       ErrorFrom([&] { automation::PutProperty(settings_, "CodePage", Value(4711)); }).number(), 5);
+  // Known, but no table can say that it is in it.
+  EXPECT_EQ(
+      ErrorFrom([&] { automation::PutProperty(settings_, "CodePage", Value(10000)); }).number(), 5);
   EXPECT_EQ(Page(), 1252);
   machine_.process.environment["PVGROUP_CODEPAGE"] = "latin";
   const auto e = ErrorFrom([&] { Page(); });

@@ -16,6 +16,27 @@ namespace {
 constexpr int kKnownPages[] = {437, 737, 850,  852,  857,  861,  865,  866,  874,  932, 936,
                                949, 950, 1250, 1251, 1253, 1254, 1255, 1256, 1257, 1258};
 
+// Further pages that mail and other programs' files name, under the C library's names.
+struct NamedPage {
+  int number;
+  const char* name;
+};
+constexpr NamedPage kNamedPages[] = {
+    {10000, "MACINTOSH"},  {20866, "KOI8-R"},     {21866, "KOI8-U"},     {28592, "ISO-8859-2"},
+    {28595, "ISO-8859-5"}, {28597, "ISO-8859-7"}, {28599, "ISO-8859-9"}, {28605, "ISO-8859-15"},
+};
+
+// The C library's name of a page; "" when the page is not known.
+std::string ConverterName(int page) {
+  for (const NamedPage& named : kNamedPages) {
+    if (named.number == page) return named.name;
+  }
+  for (const int known : kKnownPages) {
+    if (known == page) return (page == 874 ? "WINDOWS-" : "CP") + std::to_string(page);
+  }
+  return {};
+}
+
 // Bytes to which the published tables give no character, but Windows does, so that every byte
 // survives a round trip. The bytes 80 to 9F of the pages from 1250 on and of 874 are not listed:
 // they map to the control characters of the same value.
@@ -55,9 +76,7 @@ constexpr UserDefined kUserDefined[] = {
 
 class Converter {
  public:
-  explicit Converter(int page)
-      : handle_(::iconv_open("UTF-32LE",
-                             ((page == 874 ? "WINDOWS-" : "CP") + std::to_string(page)).c_str())) {}
+  explicit Converter(const std::string& name) : handle_(::iconv_open("UTF-32LE", name.c_str())) {}
   ~Converter() {
     if (ok()) ::iconv_close(handle_);
   }
@@ -105,10 +124,11 @@ Result<std::shared_ptr<const CodePage>> PosixCodePages::Load(int number) {
   if (number == 1252) return CodePage::Windows1252();
   const std::lock_guard<std::mutex> guard(mutex_);
   if (const auto it = loaded_.find(number); it != loaded_.end()) return it->second;
-  bool known = false;
-  for (const int page : kKnownPages) known = known || page == number;
-  if (!known) return Status::Unsupported("code page " + std::to_string(number) + " is not known");
-  Converter converter(number);
+  const std::string name = ConverterName(number);
+  if (name.empty()) {
+    return Status::Unsupported("code page " + std::to_string(number) + " is not known");
+  }
+  Converter converter(name);
   if (!converter.ok()) {
     return Status::Unsupported("the system has no converter for code page " +
                                std::to_string(number));

@@ -6,8 +6,13 @@
 
 #include "base/text.h"
 #include "platform/system.h"
+#include "providers/converter/readers/eudora_book.h"
 #include "providers/converter/readers/ldif_book.h"
 #include "providers/converter/readers/mab_book.h"
+#include "providers/converter/readers/opera_book.h"
+#include "providers/converter/readers/palm_book.h"
+#include "providers/converter/readers/pine_book.h"
+#include "providers/converter/readers/wab_book.h"
 #include "providers/converter/text/line_reader.h"
 
 namespace pv::converter {
@@ -44,6 +49,88 @@ OpenedBook Ldif(const std::string& location, const Access&) {
       });
 }
 
+OpenedBook TheBat(const std::string& location, const Access& access) {
+  // Its own files are refused by name, wherever the location leads to them.
+  PV_ASSIGN_OR_RETURN(
+      const std::vector<std::string> paths,
+      FilesAt(location, "exported address book (*.ldif)", [](std::string_view name) {
+        return name.ends_with(".ldif") || name.ends_with(".abd");
+      }));
+  bool exported = false;
+  for (const std::string& path : paths) {
+    exported = exported || !EqualsIgnoreCase(platform::ExtensionOf(path), ".abd");
+  }
+  if (!exported) {
+    return Status::Unsupported(paths.front() +
+                               ": The Bat!'s own file (.abd) cannot be read; export the address "
+                               "book as LDIF");
+  }
+  return Ldif(location, access);
+}
+
+OpenedBook Pine(const std::string& location, const Access&) {
+  return OpenEach(
+      location, "Pine address book (.addressbook)",
+      [](std::string_view name) { return name.ends_with(".addressbook"); },
+      [](std::unique_ptr<platform::File> file, const std::string& path) {
+        return OpenPine(file.get(), path);
+      });
+}
+
+OpenedBook Opera(const std::string& location, const Access&) {
+  return OpenEach(
+      location, "Opera contacts file (*.adr)",
+      [](std::string_view name) { return name.ends_with("contacts.adr"); },
+      [](std::unique_ptr<platform::File> file, const std::string& path) {
+        return OpenOpera(file.get(), path);
+      });
+}
+
+OpenedBook Wab(const std::string& location, const Access&) {
+  return OpenEach(
+      location, "Windows address book (*.wab)",
+      [](std::string_view name) { return name.ends_with(".wab"); },
+      [](std::unique_ptr<platform::File> file, const std::string& path) {
+        return OpenWab(file.get(), path);
+      });
+}
+
+OpenedBook Palm(const std::string& location, const Access&) {
+  return OpenEach(
+      location, "Palm address book (address.dat or AddressDB.pdb)",
+      [](std::string_view name) {
+        return name == "address.dat" ||
+               (name.ends_with(".pdb") && name.find("addressdb") != std::string_view::npos);
+      },
+      [](std::unique_ptr<platform::File> file, const std::string& path) {
+        return OpenPalm(file.get(), path);
+      });
+}
+
+// A folder is the program's own: nndbase.txt, and more files in its folder of nicknames.
+OpenedBook Eudora(const std::string& location, const Access&) {
+  constexpr const char* kWhat = "nickname file (nndbase.txt)";
+  const auto is_text = [](std::string_view name) { return name.ends_with(".txt"); };
+  const auto is_base = [](std::string_view name) {
+    return name == "nndbase.txt" || name == "nndbase";
+  };
+  PV_ASSIGN_OR_RETURN(const platform::FileInfo info,
+                      platform::CurrentSystem().files->Stat(location));
+  if (!info.is_directory) return OpenEudora({location});
+  std::vector<std::string> paths;
+  Result<std::vector<std::string>> base = FilesAt(location, kWhat, is_base);
+  if (base.ok()) paths = std::move(*base);
+  for (const char* const folder : {"Nickname", "Nicknames", "nickname"}) {
+    const std::string path = platform::JoinPath(location, folder);
+    Result<std::vector<std::string>> more = FilesAt(path, kWhat, is_text);
+    if (!more.ok()) continue;
+    paths.insert(paths.end(), more->begin(), more->end());
+    break;
+  }
+  if (paths.empty()) return base.status();
+  return OpenEudora(paths);
+}
+
 OpenedBook Mab(const std::string& location, const Access&) {
   return OpenEach(
       location, "MAB file (*.mab)", [](std::string_view name) { return name.ends_with(".mab"); },
@@ -55,10 +142,10 @@ OpenedBook Mab(const std::string& location, const Access&) {
 constexpr Format kFormats[] = {
     {"PST", "Outlook personal folders", &NeedsALibrary, nullptr},
     {"PAB", "Outlook personal address book", &NeedsALibrary, nullptr},
-    {"WAB", "Windows address book (Outlook Express)", &NeedsALibrary, nullptr},
+    {"WAB", "Windows address book (Outlook Express)", &Always, &Wab},
     {"PFC", "AOL personal filing cabinet", &NeedsALibrary, nullptr},
     {"AOL", "AOL address book", &NeedsItsProgram, nullptr},
-    {"EUD", "Eudora nicknames", &NeedsALibrary, nullptr},
+    {"EUD", "Eudora nicknames", &Always, &Eudora},
     {"MAPI", "MAPI address book", &NeedsItsProgram, nullptr},
     {"DEFM", "Default MAPI address book", &NeedsItsProgram, nullptr},
     {"GAL", "Global address list (LDAP directory)", &NeedsALibrary, nullptr},
@@ -67,10 +154,10 @@ constexpr Format kFormats[] = {
     {"NSF", "Lotus Notes address book", &NeedsItsProgram, nullptr},
     {"MAB", "Mozilla and Thunderbird address book", &Always, &Mab},
     {"NS4", "Netscape 4 address book", &NeedsALibrary, nullptr},
-    {"ADR", "Opera contacts", &NeedsALibrary, nullptr},
-    {"PALM", "Palm address book", &NeedsALibrary, nullptr},
-    {"PINE", "Pine address book", &NeedsALibrary, nullptr},
-    {"TB", "The Bat! address book, exported as LDIF", &NeedsALibrary, nullptr},
+    {"ADR", "Opera contacts", &Always, &Opera},
+    {"PALM", "Palm address book", &Always, &Palm},
+    {"PINE", "Pine address book", &Always, &Pine},
+    {"TB", "The Bat! address book, exported as LDIF", &Always, &TheBat},
 };
 
 class JoinedBook : public Book {

@@ -54,6 +54,13 @@ TEST_F(SampleBooksTest, EveryBookHasItsContactsAndLists) {
       {"LDIF", "LDIF/rfc2849-example3.ldif", 1, 0},
       {"LDIF", "LDIF/rfc2849-example4.ldif", 1, 0},
       {"LDIF", "LDIF/kcontacts-group-and-address.ldif", 1, 1},
+      {"WAB", "WAB/tb-OutlookExpress.wab", 1, 0},
+      {"PALM", "PALM/p5palm-AddressDB.pdb", 2, 0},
+      {"PALM", "PALM/palmpdb-AddressDB-PalmV-FR.pdb", 2, 0},
+      {"EUD", "EUD/cpan-EudoraSampleFile.txt", 7, 3},
+      {"PINE", "PINE/cpan-pineSample.addressbook", 5, 2},
+      {"ADR", "ADR/redacted-opera12-contacts.adr", 5, 0},
+      {"TB", "TB/kcontacts-thebat-emails.ldif", 1, 0},
   };
   for (const auto& book : books) {
     const auto roster = Open(book.code, book.file);
@@ -150,6 +157,69 @@ TEST_F(SampleBooksTest, LdifValues) {
   EXPECT_EQ(Everybody(loose.get()), (Texts{"foo@kde.org", "jim.doe@foobar.com",
                                            "jane.doe@foobar.com", "john.doe@foobar.com"}));
   EXPECT_EQ(ReadContact(loose.get(), 1).Text(kDisplayName), "Jim Doe");
+}
+
+TEST_F(SampleBooksTest, WindowsAddressBook) {
+  const auto book = Open("WAB", "WAB/tb-OutlookExpress.wab");
+  const Contact john = ReadContact(book.get(), 0);
+  EXPECT_EQ(john.Text(kDisplayName), "John Doe");
+  EXPECT_EQ(john.Text(kGivenName), "John");
+  EXPECT_EQ(john.Text(kSurname), "Doe");
+  EXPECT_EQ(john.Text(kEmail), "johndoe@host.invalid");
+  EXPECT_EQ(john.Text(kAddressType), "SMTP");
+  EXPECT_EQ(DateText(john, kLastModification), "2011-11-30 16:49:05");
+  EXPECT_EQ(*john.Find(kEntryId), automation::Value(automation::Bytes{6, 0, 0, 0}));
+}
+
+TEST_F(SampleBooksTest, Palm) {
+  const auto book = Open("PALM", "PALM/p5palm-AddressDB.pdb");
+  EXPECT_EQ(ReadContact(book.get(), 0).Text(kSurname), "Accessories");
+  const Contact support = ReadContact(book.get(), 1);
+  EXPECT_EQ(support.Text(kSurname), "Technical Support");
+  EXPECT_EQ(support.Text(kCompany), "Palm, Inc.");
+  EXPECT_EQ(support.Text(kEmail), "support@palm.com");
+  const auto french = Open("PALM", "PALM/palmpdb-AddressDB-PalmV-FR.pdb");
+  const Contact first = ReadContact(french.get(), 0);
+  EXPECT_FALSE(first.Text(kDisplayName).empty());
+  EXPECT_EQ(first.categories(), Texts{"Non classé"});
+}
+
+TEST_F(SampleBooksTest, Eudora) {
+  const auto book = Open("EUD", "EUD/cpan-EudoraSampleFile.txt");
+  const Contact second = ReadContact(book.get(), 1);
+  EXPECT_EQ(second.Text(kNickName), "jhd2");
+  EXPECT_EQ(second.Text(kDisplayName), "Joe Davidson2");
+  EXPECT_EQ(second.Text(kComment), "Note for jhd2");
+  EXPECT_EQ(ReadContact(book.get(), 2).Text(kNickName), "Harry Shetty");
+  EXPECT_EQ(MembersOf(book.get(), "list2"), (Texts{"jhd@radix.net", "jdavidson@interguru.com"}));
+  EXPECT_EQ(MembersOf(book.get(), "list3"),
+            (Texts{"harry@wipsys.spl.net", "sameer@pardo.com", "mjoseph@wipsys.slp.net"}));
+}
+
+TEST_F(SampleBooksTest, Pine) {
+  const auto book = Open("PINE", "PINE/cpan-pineSample.addressbook");
+  const Contact joe = ReadContact(book.get(), 1);
+  EXPECT_EQ(joe.Text(kSurname), "Davidson1");
+  EXPECT_EQ(joe.Text(kGivenName), "Joe");
+  EXPECT_EQ(joe.Text(kDisplayName), "Joe Davidson1");
+  EXPECT_EQ(joe.Text(kNickName), "jhd1");
+  EXPECT_EQ(book->lists()[1].nickname, "list2");
+  EXPECT_EQ(MembersOf(book.get(), "List Number 2"),
+            (Texts{"jhd@radix.net", "jdavidson@interguru.com"}));
+}
+
+TEST_F(SampleBooksTest, Opera) {
+  const auto book = Open("ADR", "ADR/redacted-opera12-contacts.adr");
+  const Contact wang = ReadContact(book.get(), 1);
+  EXPECT_EQ(wang.Text(kDisplayName), "王小明");
+  EXPECT_EQ(wang.Text(kEmail), "wang@example.org");
+  EXPECT_EQ(ReadContact(book.get(), 4).Text(kEmail), "last@example.org");
+}
+
+TEST_F(SampleBooksTest, TheBat) {
+  const auto book = Open("TB", "TB/kcontacts-thebat-emails.ldif");
+  EXPECT_EQ(ReadContact(book.get(), 0).addresses(),
+            (Texts{"foo@kde.org", "foo2@kde.org", "foo3@kde.org"}));
 }
 
 }  // namespace

@@ -1,0 +1,135 @@
+#include "providers/converter/readers/ldif_book.h"
+
+#include <gtest/gtest.h>
+
+#include "providers/converter/book_fixture_test.h"
+#include "providers/converter/readers/ldif_entry.h"
+
+namespace pv::converter {
+namespace {
+
+using Texts = std::vector<std::string>;
+using LdifBookTest = BookTest;
+
+TEST_F(LdifBookTest, LinesAreFoldedAndEntriesPartedByAnyNumberOfBlankLines) {
+  const auto book = OpenText("LDIF",
+                             "\xEF\xBB\xBFversion: 1\n\n\n# a comment\n  that goes on\n"
+                             "dn: cn=A\nobjectClass: per\n son\ncn:Anna\n  Lena\n# in between\n"
+                             " and on\nmail:: YW\n 5uQHg=\n\n\n\n"
+                             "dn: cn=B\r\nobjectclass: person\r\nCN: B\r\n\r\n"
+                             "dn: cn=C\nobjectclass: person\ncn: C\ndn: cn=D\nobjectclass: person\n"
+                             "cn: D");
+  EXPECT_EQ(Everybody(book.get()), (Texts{"ann@x", "B", "C", "D"}));
+  EXPECT_EQ(ReadContact(book.get(), 0).Text(kDisplayName), "Anna Lena");
+}
+
+TEST_F(LdifBookTest, VariantsUrlsAndChangesAreLeftOut) {
+  const auto book = OpenText(
+      "LDIF",
+      "dn: cn=A\nobjectclass: person\ncn;lang-ja: other\ncn: A\ncn: second\n"
+      "description:< file:///etc/passwd\njpegPhoto:: ####\n\n"
+      "dn: cn=gone\nchangetype: delete\n\ndn: cn=changed\nchangetype: modify\nreplace: mail\n"
+      "mail: x@y\n\ndn: cn=New\nchangetype: add\nobjectclass: person\ncn: New\n\n"
+      "dn: ou=Unit\nobjectclass: organizationalUnit\nou: Unit\n\n"
+      "dn: cn=box\nobjectclass: person\nobjectclass: computer\ncn: box\n\n"
+      "dn: cn=plain\nmail: plain@x\n");
+  EXPECT_EQ(Everybody(book.get()), (Texts{"A", "New", "plain@x"}));
+  EXPECT_EQ(ReadContact(book.get(), 0).Find(kComment), nullptr);
+  // A value that nobody wants may be as it likes; one that is wanted is told of.
+  EXPECT_EQ(
+      book->notes().Texts(),
+      Texts{"/books/book: contact 1: the value of description cannot be read and is left out"});
+}
+
+TEST_F(LdifBookTest, TextIsUtf8OrElseAnsi) {
+  const auto book =
+      OpenText("LDIF", "dn: cn=A\nobjectclass: person\ncn: M\xC3\xBCller\nl: K\xF6ln\n");
+  const Contact contact = ReadContact(book.get(), 0);
+  EXPECT_EQ(contact.Text(kDisplayName), "Müller");
+  EXPECT_EQ(contact.Text(kBusinessCity), "Köln");
+}
+
+TEST_F(LdifBookTest, MeaningsOfTheLessUsualAttributes) {
+  const auto book = OpenText(
+      "LDIF",
+      "dn: cn=A\nobjectclass: person\ndisplayname: Shown\ncn: A\nc: DE\nco: Germany\n"
+      "labeledURI: http://a.example My page\nhomepostaladdress: Way 1$1000 Town\n"
+      "manager: cn=Boss\\, The,o=x\nmodifytimestamp: 20240229134510Z\nxbatBirthday: 19800229\n");
+  const Contact contact = ReadContact(book.get(), 0);
+  EXPECT_EQ(contact.Text(kDisplayName), "A");
+  EXPECT_EQ(contact.Text(kBusinessCountry), "Germany");
+  EXPECT_EQ(contact.Text(kPersonalHomePage), "http://a.example");
+  EXPECT_EQ(contact.Text(kHomeStreet), "Way 1\n1000 Town");
+  EXPECT_EQ(contact.Text(kManagerName), "Boss, The");
+  EXPECT_EQ(DateText(contact, kLastModification), "2024-02-29 13:45:10");
+  EXPECT_EQ(DateText(contact, kBirthday), "1980-02-29");
+}
+
+TEST_F(LdifBookTest, MembersAreMatchedByNameThenByAddressThenByTheNameOfAList) {
+  const auto book = OpenText(
+      "LDIF",
+      "dn: cn=All\nobjectclass: groupOfUniqueNames\ncn: All\nxnavnickname: a\ndescription: d\n"
+      "uniquemember: CN = Lee\\2c Ann , O=x\nuniquemember: cn=Someone,mail=BOB@x\n"
+      "uniquemember: cn=Inner\nuniquemember: cn=Away,mail=away@x\nuniquemember: uid=7\n\n"
+      "dn: cn=Lee\\, Ann,o=x\nobjectclass: person\ncn: Ann\n\n"
+      "dn: cn=Bob\nobjectclass: person\ncn: Bob\nmail: bob@x\n\n"
+      "dn: cn=Inner,o=x\nobjectclass: groupOfNames\ncn: Inner\nmember: cn=All\n"
+      "member: cn=Inner,o=x\nmember: cn=Cid\n\n"
+      "dn: cn=Cid\nobjectclass: person\ncn: Cid\n");
+  EXPECT_EQ(book->lists()[0].nickname, "a");
+  EXPECT_EQ(book->lists()[0].description, "d");
+  EXPECT_EQ(MembersOf(book.get(), "All"), (Texts{"Ann", "bob@x", "Cid", "away@x", "uid=7"}));
+  EXPECT_EQ(MembersOf(book.get(), "Inner"), (Texts{"Ann", "bob@x", "Cid", "away@x", "uid=7"}));
+}
+
+TEST_F(LdifBookTest, OtherFilesAreRefused) {
+  EXPECT_EQ(Failure("LDIF", "just text\n").message(),
+            "/books/book: this is no LDIF file: it has no entry");
+  EXPECT_NE(Failure("LDIF",
+                    "\xFF\xFE"
+                    "d")
+                .message()
+                .find("UTF-16"),
+            std::string::npos);
+  EXPECT_EQ(OpenText("LDIF", "")->count(), 0U);
+}
+
+TEST_F(LdifBookTest, LongLinesAreNotHeld) {
+  std::string text = "dn: cn=A\nobjectclass: person\ncn: A\ndescription: ";
+  text.append(3 << 20, 'x').append("\nmail: a@x\njpegphoto: ").append(3 << 20, 'y');
+  text.append("\nl: Town\n\ndn: cn=B\nobjectclass: person\ncn: B\n");
+  const auto book = OpenText("LDIF", text);
+  EXPECT_EQ(Everybody(book.get()), (Texts{"a@x", "B"}));
+  const Contact contact = ReadContact(book.get(), 0);
+  EXPECT_EQ(contact.Find(kComment), nullptr);
+  EXPECT_EQ(contact.Text(kBusinessCity), "Town");
+  EXPECT_EQ(book->notes().Texts().size(), 1U);
+}
+
+TEST_F(LdifBookTest, AFileThatIsCutMeanwhileIsNoticed) {
+  const std::string first = "dn: cn=A\nmail: a@x\n\n";
+  const auto book =
+      OpenText("LDIF", first + "#" + std::string(500'000, 'x') + "\n\ndn: cn=B\nmail: b@x\n");
+  EXPECT_EQ(Everybody(book.get()), (Texts{"a@x", "b@x"}));
+  Contact contact;
+  ASSERT_TRUE(book->Read(0, &contact).ok());
+  Put("/books/book", first);
+  EXPECT_EQ(book->Read(1, &contact).message(),
+            "/books/book: contact 2: the file was changed while it was read");
+  EXPECT_TRUE(book->Read(0, &contact).ok());
+}
+
+TEST(LdifNames, PartsOfADistinguishedName) {
+  const Dn dn = ParseDn("CN=Lee\\, Ann\\ ,mail = a@x + uid=\\41b, o=\"A, B\" ");
+  EXPECT_EQ(DnPart(dn, "cn"), "Lee, Ann ");
+  EXPECT_EQ(DnPart(dn, "mail"), "a@x");
+  EXPECT_EQ(DnPart(dn, "uid"), "Ab");
+  EXPECT_EQ(DnPart(dn, "o"), "A, B");
+  EXPECT_EQ(DnPart(dn, "c"), "");
+  EXPECT_EQ(NormalDn("cn=A B, O=X"), NormalDn("CN=a b,o=x"));
+  EXPECT_NE(NormalDn("cn=a,o=x"), NormalDn("cn=a"));
+  EXPECT_TRUE(ParseDn(",,;").empty());
+}
+
+}  // namespace
+}  // namespace pv::converter
