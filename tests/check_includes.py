@@ -36,6 +36,8 @@ SYSTEM_HEADERS = re.compile(
     r"^(unistd|fcntl|dlfcn|link|dirent|iconv|pwd|signal|setjmp|poll|sched|windows|winsock2|objbase|"
     r"ole2|oleauto)\.h$|^csignal$|^csetjmp$|^sys/|^linux/|^fstream$|^filesystem$"
 )
+# Windows and its automation runtime.
+WINDOWS_HEADERS = {"windows.h", "objbase.h", "ocidl.h", "ole2.h", "oleauto.h", "olectl.h"}
 # The command line talks to a terminal and to the user's own files; tests may look at anything.
 SYSTEM_FOLDERS = {"platform", "cli"}
 
@@ -77,7 +79,7 @@ def main():
                 kind, name = match.groups()
                 where = f"{top}/{path}:{number}: includes {name}"
                 if kind == "<":
-                    if name == "windows.h":
+                    if name in WINDOWS_HEADERS:
                         if not path.startswith(("platform/win32/", "server/com/")):
                             faults.append(f"{where}: only platform/win32 and server/com may")
                     elif SYSTEM_HEADERS.match(name) and own not in SYSTEM_FOLDERS and not test:

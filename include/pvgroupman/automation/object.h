@@ -51,6 +51,11 @@ class PV_API Object {
   // Carries out one late-bound call (call.h); throws Error only.
   virtual Value Dispatch(std::int32_t id, Call& call);
 
+  // What a door has made for its callers to hold this object by, or null: so that they are given
+  // the same again. The door takes it away when they are done.
+  void* door() const noexcept { return door_; }
+  void set_door(void* made) const noexcept { door_ = made; }
+
   // What IdOfName answers for an unknown name.
   static constexpr std::int32_t kNoSuchId = -1;
 
@@ -60,6 +65,7 @@ class PV_API Object {
 
  private:
   mutable std::int32_t references_ = 1;
+  mutable void* door_ = nullptr;
 };
 
 // A counted reference, or none. Using an empty one throws error 91 as automation does.

@@ -33,8 +33,8 @@ class RunReader {
     --left_;
     at_ += entry_size_;
     if (at_ < block_.size()) return true;
-    const std::uint64_t entries =
-        std::min<std::uint64_t>(left_ + 1, std::max<std::size_t>(1, kRunBlock / entry_size_));
+    const auto entries = static_cast<std::size_t>(
+        std::min<std::uint64_t>(left_ + 1, std::max<std::size_t>(1, kRunBlock / entry_size_)));
     block_.resize(entries * entry_size_);
     PV_ASSIGN_OR_RETURN(const std::size_t got, file_->Read(offset_, block_.data(), block_.size()));
     if (got < block_.size()) {

@@ -131,7 +131,6 @@ std::int32_t Table::Pack() {
   }
   // The old files stay open, and so locked, until the new ones have their names.
   s = RenameAll(files, path);
-  note.reset();
   auto old_data = std::move(data_);
   auto old_index_raw = std::move(index_raw_);
   auto old_memo_raw = std::move(memo_raw_);
@@ -141,11 +140,19 @@ std::int32_t Table::Pack() {
   old_data.reset();
   old_index_raw.reset();
   old_memo_raw.reset();
+  const std::uint64_t give_up =
+      files->MonotonicMicroseconds() + std::uint64_t{session_->lock_wait_ms} * 1000;
+  // Some systems do not rename over a file that is open. Whoever opens the old ones now sees the
+  // note, and lets them go.
+  while ((s.code() == StatusCode::kDenied || s.code() == StatusCode::kBusy) &&
+         files->MonotonicMicroseconds() < give_up) {
+    s = RenameAll(files, path);
+    if (!s.ok()) files->SleepMicroseconds(2000);
+  }
+  note.reset();
   if (s.ok()) {
     // Somebody may have opened the new files in this moment; they cannot keep them for long
     // against our waiting.
-    const std::uint64_t give_up =
-        files->MonotonicMicroseconds() + std::uint64_t{session_->lock_wait_ms} * 1000;
     do {
       s = OpenFiles(path);
       if (s.code() != StatusCode::kBusy) break;

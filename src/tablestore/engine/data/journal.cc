@@ -69,21 +69,26 @@ Status Journal::Finish(platform::File* index, std::uint64_t offset) {
 Result<bool> Journal::Replay(platform::File* index, std::uint64_t offset, std::uint64_t capacity,
                              platform::File* data, platform::File* memo) {
   if (capacity < kHeaderSize) return false;
-  std::string bytes(capacity, '\0');
-  PV_ASSIGN_OR_RETURN(const std::size_t got, index->Read(offset, bytes.data(), bytes.size()));
-  if (got < bytes.size()) return false;
-  if (bytes.compare(0, kMagic.size(), kMagic) != 0) return false;
-  if (LoadLe32(bytes.data() + 8) != kCommitted) return false;
-  const std::uint64_t length = LoadLe32(bytes.data() + 12);
+  std::string header(kHeaderSize, '\0');
+  PV_ASSIGN_OR_RETURN(std::size_t got, index->Read(offset, header.data(), header.size()));
+  if (got < header.size()) return false;
+  if (header.compare(0, kMagic.size(), kMagic) != 0) return false;
+  if (LoadLe32(header.data() + 8) != kCommitted) return false;
+  const std::size_t length = LoadLe32(header.data() + 12);
   if (length > capacity - kHeaderSize) return false;
-  const std::string_view entries(bytes.data() + kHeaderSize, length);
-  if (Checksum(entries) != LoadLe64(bytes.data() + 16)) return false;
+  PV_ASSIGN_OR_RETURN(const std::uint64_t file_size, index->Size());
+  if (file_size < offset + kHeaderSize + length) return false;
+  std::string body(length, '\0');
+  PV_ASSIGN_OR_RETURN(got, index->Read(offset + kHeaderSize, body.data(), body.size()));
+  if (got < body.size()) return false;
+  const std::string_view entries = body;
+  if (Checksum(entries) != LoadLe64(header.data() + 16)) return false;
 
   bool wrote = false;
   for (std::size_t at = 0; at + kEntrySize <= entries.size();) {
     const char* e = entries.data() + at;
     at += kEntrySize;
-    const std::uint64_t size = LoadLe32(e + 4);
+    const std::size_t size = LoadLe32(e + 4);
     const std::uint64_t target_offset = LoadLe64(e + 8);
     std::string staged;
     std::string_view content;
