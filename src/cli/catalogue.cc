@@ -2,6 +2,7 @@
 #include "cli/catalogue.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "base/text.h"
 #include "cli/address_tag.h"
@@ -11,6 +12,7 @@
 #include "pvgroupman/automation/error.h"
 #include "pvgroupman/support/settings.h"
 #include "support/application.h"
+#include "tablestore/engine/error_codes.h"
 
 namespace pv::cli {
 namespace {
@@ -178,7 +180,21 @@ void Catalogue::Delete(const GroupEntry& entry) {
 }
 
 void Catalogue::Compact(const GroupEntry& entry) {
-  Guarded([&] { groups_->CompactGroup(entry.id); });
+  Guarded([&] {
+    std::optional<automation::Error> busy;
+    WaitingForOthers([&]() -> std::int32_t {
+      try {
+        busy.reset();
+        groups_->CompactGroup(entry.id);
+        return engine::kSuccess;
+      } catch (const automation::Error& error) {
+        if (error.number() != engine::kErrFileBusy) throw;
+        busy = error;
+        return engine::kErrFileBusy;
+      }
+    });
+    if (busy) throw *busy;
+  });
 }
 
 }  // namespace pv::cli

@@ -43,6 +43,7 @@ ExitCode List(const CommonOptions& common) {
         Table table(session, catalogue.GetNative(entry.id).table_path(), Access::kShared);
         cells[1].Set(CellKind::kNumber, std::to_string(CountLive(&table)));
       } catch (const Failure& failure) {
+        if (Catalogue().Find(entry.id) == nullptr) continue;  // it was deleted meanwhile
         Tell(entry.name + ": " + failure.what());
         code = kFindings;
       }

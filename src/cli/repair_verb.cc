@@ -109,7 +109,8 @@ ExitCode Report(const CommonOptions& common, const engine::RepairReport& report,
 void Repair(const std::string& from, const std::string& to,
             const std::vector<engine::TagRecord>& expected, engine::RepairReport* report) {
   const Session session;
-  const std::int32_t code = engine::d4repair(session.handle(), from, to, report, expected);
+  const std::int32_t code = WaitingForOthers(
+      [&] { return engine::d4repair(session.handle(), from, to, report, expected); });
   if (code != engine::kSuccess) session.Check(code);
 }
 

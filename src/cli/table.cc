@@ -1,4 +1,4 @@
-// Opens and closes tables. Tested end to end by tests/cli.
+// Opens and closes tables. Tested by table_test.cc and, end to end, by tests/cli.
 #include "cli/table.h"
 
 #include <algorithm>
@@ -8,8 +8,16 @@
 #include "cli/terminal.h"
 #include "platform/system.h"
 #include "pvgroupman/support/settings.h"
+#include "tablestore/engine/error_codes.h"
 
 namespace pv::cli {
+namespace {
+
+// In microseconds.
+constexpr std::uint64_t kLongestWait = 1'000'000;
+constexpr std::uint32_t kPause = 5'000;
+
+}  // namespace
 
 Session::Session() : handle_(engine::code4initVB()) {
   if (handle_ == 0) throw Failure(kUnavailable, "the table engine could not be started");
@@ -39,12 +47,25 @@ void Session::Check(std::int32_t code) const {
 
 void Session::IgnoreIndexes() const { engine::code4ignoreIndex(handle_, 1); }
 
+std::int32_t WaitingForOthers(const std::function<std::int32_t()>& attempt) {
+  platform::FileSystem* const files = platform::CurrentSystem().files;
+  const std::uint64_t give_up = files->MonotonicMicroseconds() + kLongestWait;
+  for (;;) {
+    const std::int32_t code = attempt();
+    if (code != engine::kErrFileBusy || files->MonotonicMicroseconds() >= give_up) return code;
+    files->SleepMicroseconds(kPause);
+  }
+}
+
 Table::Table(const Session& session, const std::string& path, Access access, std::string_view tag)
     : Table(session, path) {
   engine::code4accessMode(session.handle(), static_cast<std::int32_t>(access));
-  handle_ = engine::d4open(session.handle(), path);
+  const std::int32_t code = WaitingForOthers([&] {
+    handle_ = engine::d4open(session.handle(), path);
+    return handle_ != 0 ? engine::kSuccess : engine::code4errorCode(session.handle(), 0);
+  });
   if (handle_ == 0) {
-    session.Check(0);
+    session.Check(code);
     throw Failure(kUnavailable, path + " cannot be opened");
   }
   engine::code4errorCode(session.handle(), 0);

@@ -4,6 +4,7 @@
 #define PV_CLI_TABLE_H_
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -39,9 +40,15 @@ class Session {
   std::shared_ptr<const CodePage> page_;
 };
 
+// Gives what `attempt`, which opens or compacts a table, answers: an engine code. While that is
+// kErrFileBusy it is made again, for up to a second: who lists, counts or checks a group has it for
+// a moment only.
+std::int32_t WaitingForOthers(const std::function<std::int32_t()>& attempt);
+
 class Table {
  public:
-  // Opens a table and selects the tag, when it is named; kUsage when there is no such tag.
+  // Opens a table, waiting for others who hold it, and selects the tag, when it is named; kUsage
+  // when there is no such tag.
   Table(const Session& session, const std::string& path, Access access, std::string_view tag = {});
 
   // Makes a table and opens it for itself alone.

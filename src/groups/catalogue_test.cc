@@ -1,3 +1,6 @@
+#include <functional>
+#include <utility>
+
 #include "groups/groups_fixture_test.h"
 #include "tablestore/engine/operations.h"
 
@@ -157,6 +160,122 @@ TEST_F(CatalogueTest, CompactionWaitsForAnotherProgram) {
   holder = database->OpenTable("/data", "groups.pvg");
   ExpectError(ErrorFrom([&] { groups->RemoveGroup("ID1"); }), -130, "Groups::RemoveGroup",
               "CompactTable failed.");
+}
+
+TEST_F(CatalogueTest, EveryOperationWaitsForACompactionElsewhere) {
+  const auto groups = Make();
+  groups->AddGroup("ID1", "A", GroupType::kPvFormat, "", "", "");
+  const auto database = MakeObject<Database>();
+  const std::function<void()> operations[] = {
+      [&] { groups->Refresh(); },
+      [&] { groups->AddGroup("ID2", "B", GroupType::kPvFormat, "", "", ""); },
+      [&] { groups->RenameGroup("ID2", "C"); },
+      [&] { groups->RemoveGroup("ID2"); },
+      [&] { groups->DeleteGroup("ID1"); },
+  };
+  for (const auto& operation : operations) {
+    auto holder =
+        database->OpenTable("/data", "groups.pvg", tablestore::AccessModeType::kExclusive);
+    int pauses = 0;
+    machine_.files.SetHook(platform::Call::kSleep, [&](platform::Call, const std::string&) {
+      if (++pauses == 3) holder->CloseTable();
+    });
+    EXPECT_NO_THROW(operation());
+    EXPECT_EQ(pauses, 3);
+    machine_.files.SetHook(platform::Call::kSleep, {});
+  }
+  groups->Refresh();
+  EXPECT_EQ(NamesOf(groups), "");
+}
+
+// Another program makes the catalogue between our look and our own making of it.
+TEST_F(CatalogueTest, TwoProgramsMakeTheCatalogueAtOnce) {
+  for (int n = 1;; ++n) {
+    platform::MemorySystem machine;
+    machine.process.environment["PVGROUP_DATA"] = "/data";
+    const platform::ScopedSystem scope(machine.system());
+    const auto ours = Make();
+    const auto theirs = Make();
+    int calls = 0;
+    bool acted = false;
+    machine.files.SetHook(platform::Call::kAny, [&](platform::Call, const std::string&) {
+      if (++calls != n) return;
+      acted = true;
+      // They may be kept waiting by what we hold, and then give up.
+      try {
+        theirs->AddGroup("ID2", "B", GroupType::kPvFormat, "", "", "");
+      } catch (const Error& e) {
+        EXPECT_TRUE(e.number() == -130 || e.number() == 50) << n << ": " << e.description();
+        acted = false;
+      }
+    });
+    ours->AddGroup("ID1", "A", GroupType::kPvFormat, "", "", "");
+    machine.files.SetHook(platform::Call::kAny, {});
+    EXPECT_EQ(NamesOf(Make()), acted ? "A B " : "A ") << "call " << n;
+    if (calls < n) break;
+    ASSERT_FALSE(HasFailure());
+  }
+}
+
+// Whatever others rename, and whenever they do: a list has each group once.
+TEST_F(CatalogueTest, GroupsRenamedMeanwhileAreListedOnce) {
+  const auto groups = Make();
+  const auto others = Make();
+  const auto database = MakeObject<Database>();
+  for (const char* name : {"B", "C", "D"}) {
+    groups->AddGroup(std::string("ID") + name, name, GroupType::kPvFormat, "", "", "");
+  }
+  const platform::MemoryImage start = machine_.files.Snapshot();
+  int disturbed = 0;
+  for (const auto& [id, name] : {std::pair("IDB", "Z"), std::pair("IDD", "A")}) {
+    for (int n = 1;; ++n) {
+      machine_.files.Restore(start);
+      int calls = 0;
+      machine_.files.SetHook(platform::Call::kRead | platform::Call::kLock,
+                             [&, id = id, name = name](platform::Call, const std::string&) {
+                               if (++calls != n) return;
+                               try {
+                                 others->RenameGroup(id, name);
+                                 ++disturbed;
+                               } catch (const Error& e) {
+                                 EXPECT_EQ(e.number(), 50)
+                                     << e.description();  // a lock that we hold just now
+                               }
+                             });
+      groups->Refresh();
+      machine_.files.SetHook(platform::Call::kAny, {});
+      std::string ids;
+      for (const char* each : {"IDB", "IDC", "IDD"}) {
+        ids += groups->GetGroups()->Item(Value(each)) ? "1" : "0";
+      }
+      EXPECT_EQ(ids, "111") << name << ", call " << n;
+      EXPECT_EQ(groups->GetGroups()->Count(), 3) << name << ", call " << n;
+      const std::string names = NamesOf(groups);
+      EXPECT_TRUE(names == "B C D " || names == (*name == 'Z' ? "C D Z " : "A B C ")) << names;
+      if (calls < n || HasFailure()) break;
+    }
+  }
+  EXPECT_GT(disturbed, 10);
+}
+
+TEST_F(CatalogueTest, ACatalogueWithAnotherOrderOfNamesIsListedInThat) {
+  using tablestore::FieldType;
+  MakeObject<Database>()
+      ->CreateTable("/data", "groups.pvg",
+                    {{"ID", FieldType::kCharacter, 32, 0, false},
+                     {"Name", FieldType::kCharacter, 240, 0, false},
+                     {"GroupType", FieldType::kInteger, 4, 0, false},
+                     {"DSNID", FieldType::kCharacter, 32, 0, false},
+                     {"PropID", FieldType::kCharacter, 32, 0, false},
+                     {"Path", FieldType::kCharacter, 254, 0, false}},
+                    {{"ID", "ID", ".NOT. DELETED()", true, false},
+                     {"Name", "UPPER(Name)", ".NOT. DELETED()", true, false}})
+      ->CloseTable();
+  const auto groups = Make();
+  for (const char* name : {"beta", "Alpha", "Gamma"}) {
+    groups->AddGroup(std::string("ID") + name, name, GroupType::kPvFormat, "", "", "");
+  }
+  EXPECT_EQ(NamesOf(Make()), "Alpha beta Gamma ");
 }
 
 TEST_F(CatalogueTest, RenameGroupChangesTheRow) {

@@ -1,6 +1,9 @@
 // The catalogue. Tested by catalogue_test.cc.
 #include "pvgroupman/groups/groups.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "base/text.h"
 #include "groups/catalogue.h"
 #include "groups/labelled.h"
@@ -14,17 +17,54 @@ using automation::MakeObject;
 using automation::Ref;
 using automation::Value;
 using tablestore::Database;
+using tablestore::FieldOf;
 using tablestore::FieldType;
+using tablestore::OpenSettingsTable;
 using tablestore::Recipients;
+using tablestore::SettingsTableExists;
 
 GroupType TypeOf(const Ref<Recipients>& cursor) {
-  return static_cast<GroupType>(tablestore::FieldOf(cursor, "GroupType").ToI4());
+  return static_cast<GroupType>(FieldOf(cursor, "GroupType").ToI4());
 }
 
 namespace {
 
 // A group whose ID or path was cut could not be found again.
 constexpr std::size_t kLongestPath = 254;
+
+constexpr std::int32_t kNoRecords = 3;  // of MoveFirst
+
+struct CatalogueRow {
+  std::string id, name, data_source, properties, path;
+  GroupType type = GroupType::kPvFormat;
+  std::string name_key;  // the name's bytes, as its tag sorts them
+};
+
+// The rows in the order of a tag.
+std::vector<CatalogueRow> ReadRows(const Ref<Database>& database, const std::string& folder,
+                                   const char* tag) {
+  const Ref<Recipients> cursor = OpenSettingsTable(database, folder, kCatalogueFile, tag);
+  const auto page = support::CurrentCodePage();
+  std::vector<CatalogueRow> rows;
+  try {
+    cursor->MoveFirst();
+  } catch (const automation::Error& e) {
+    if (e.number() != kNoRecords) throw;
+  }
+  for (; !cursor->IsEof(); cursor->MoveNext()) {
+    rows.push_back({TextOf(cursor, "ID"), TextOf(cursor, "Name"), TextOf(cursor, "DSNID"),
+                    TextOf(cursor, "PropID"), TextOf(cursor, "Path"), TypeOf(cursor),
+                    page->Encode(FieldOf(cursor, "Name").ToText())});
+  }
+  cursor->CloseTable();
+  return rows;
+}
+
+bool SameRow(const CatalogueRow& a, const CatalogueRow& b) {
+  return a.id == b.id && a.name_key == b.name_key;
+}
+
+bool NameIsLess(const CatalogueRow& a, const CatalogueRow& b) { return a.name_key < b.name_key; }
 
 }  // namespace
 
@@ -60,38 +100,44 @@ const std::string& Groups::GroupDataFolder() {
 
 void Groups::CreateGroupListTable() {
   Labelled("Groups::CreateGroupListTable", [&] {
-    support::EnsureFolder(GroupDataFolder());
-    const auto database = MakeObject<Database>();
-    database
-        ->CreateTable(GroupDataFolder(), kCatalogueFile,
-                      {{"ID", FieldType::kCharacter, 32, 0, false},
-                       {"Name", FieldType::kCharacter, 240, 0, false},
-                       {"GroupType", FieldType::kInteger, 4, 0, false},
-                       {"DSNID", FieldType::kCharacter, 32, 0, false},
-                       {"PropID", FieldType::kCharacter, 32, 0, false},
-                       {"Path", FieldType::kCharacter, 254, 0, false}},
-                      {{"ID", "ID", ".NOT. DELETED()", true, false},
-                       {"Name", "Name", ".NOT. DELETED()", true, false}})
-        ->CloseTable();
+    tablestore::EnsureSettingsTable(GroupDataFolder(), kCatalogueFile,
+                                    {{"ID", FieldType::kCharacter, 32, 0, false},
+                                     {"Name", FieldType::kCharacter, 240, 0, false},
+                                     {"GroupType", FieldType::kInteger, 4, 0, false},
+                                     {"DSNID", FieldType::kCharacter, 32, 0, false},
+                                     {"PropID", FieldType::kCharacter, 32, 0, false},
+                                     {"Path", FieldType::kCharacter, 254, 0, false}},
+                                    {{"ID", "ID", ".NOT. DELETED()", true, false},
+                                     {"Name", "Name", ".NOT. DELETED()", true, false}});
   });
 }
 
+// Names change while they are read: a group that another program renames then would be met twice
+// in the order of names, or not at all. IDs do not change, so they tell which groups there are. The
+// tag of names is asked for its order only: in a catalogue of another program it may be that of a
+// language, and then it is the same each time.
 bool Groups::ReadCatalogue(GroupLinks* target) {
   return Labelled("Groups::GetGroups", [&] {
-    if (!support::FileExists(GroupDataFolder() + kCatalogueFile)) return false;
+    if (!SettingsTableExists(GroupDataFolder(), kCatalogueFile)) return false;
     const auto database = MakeObject<Database>();
-    const Ref<Recipients> rows =
-        database->OpenTable(GroupDataFolder(), kCatalogueFile, std::nullopt, "Name");
-    bool any = false;
-    if (!tablestore::IsEmpty(*rows)) rows->MoveFirst();
-    while (!rows->IsEof()) {
-      target->Add(TextOf(rows, "ID"), TextOf(rows, "Name"), TypeOf(rows), TextOf(rows, "DSNID"),
-                  TextOf(rows, "PropID"), TextOf(rows, "Path"));
-      rows->MoveNext();
-      any = true;
+    const auto read = [&](const char* tag) { return ReadRows(database, GroupDataFolder(), tag); };
+    std::vector<CatalogueRow> rows = read("ID");
+    std::sort(rows.begin(), rows.end(), NameIsLess);
+    const std::vector<CatalogueRow> by_name = read("Name");
+    if (!std::is_sorted(by_name.begin(), by_name.end(), NameIsLess)) {
+      const std::vector<CatalogueRow> again = read("Name");
+      const auto equal = [](const auto& a, const auto& b) {
+        return std::equal(a.begin(), a.end(), b.begin(), b.end(), SameRow);
+      };
+      const bool steady =
+          equal(by_name, again) &&
+          std::is_permutation(rows.begin(), rows.end(), by_name.begin(), by_name.end(), SameRow);
+      if (steady) rows = by_name;
     }
-    rows->CloseTable();
-    return any;
+    for (const CatalogueRow& row : rows) {
+      target->Add(row.id, row.name, row.type, row.data_source, row.properties, row.path);
+    }
+    return !rows.empty();
   });
 }
 
@@ -116,10 +162,10 @@ void Groups::AddGroup(const std::string& sId, const std::string& Name, GroupType
     const std::string path = TrimBlanks(sPath).empty() ? sPath : support::WithSeparator(sPath);
     support::RequireFits("group ID", sId, kLongestGroupId);
     support::RequireFits("path", path, kLongestPath);
-    if (!support::FileExists(GroupDataFolder() + kCatalogueFile)) CreateGroupListTable();
+    if (!SettingsTableExists(GroupDataFolder(), kCatalogueFile)) CreateGroupListTable();
     const auto database = MakeObject<Database>();
     const Ref<Recipients> rows =
-        database->OpenTable(GroupDataFolder(), kCatalogueFile, std::nullopt, "ID");
+        OpenSettingsTable(database, GroupDataFolder(), kCatalogueFile, "ID");
     rows->AddNew();
     SetField(rows, "ID", sId);
     SetField(rows, "Name", Name);
@@ -135,13 +181,13 @@ void Groups::AddGroup(const std::string& sId, const std::string& Name, GroupType
 
 void Groups::RemoveGroup(const std::string& ID) {
   Labelled("Groups::RemoveGroup", [&] {
-    if (!support::FileExists(GroupDataFolder() + kCatalogueFile)) return;
+    if (!SettingsTableExists(GroupDataFolder(), kCatalogueFile)) return;
     const auto database = MakeObject<Database>();
     const Ref<Recipients> rows =
-        database->OpenTable(GroupDataFolder(), kCatalogueFile, std::nullopt, "ID");
+        OpenSettingsTable(database, GroupDataFolder(), kCatalogueFile, "ID");
     if (rows->SeekFirst(ID, "ID")) rows->Delete();
     rows->CloseTable();
-    tablestore::CompactSettingsTable(database, GroupDataFolder(), kCatalogueFile);
+    CompactSettingsTable(database, GroupDataFolder(), kCatalogueFile);
   });
 }
 
@@ -149,7 +195,7 @@ void Groups::RenameGroup(const std::string& sId, const std::string& NewName) {
   Labelled("Groups::RenameGroup", [&] {
     const auto database = MakeObject<Database>();
     const Ref<Recipients> rows =
-        database->OpenTable(GroupDataFolder(), kCatalogueFile, std::nullopt, "ID");
+        OpenSettingsTable(database, GroupDataFolder(), kCatalogueFile, "ID");
     std::string path;
     if (rows->SeekFirst(sId, "ID")) {
       if (TypeOf(rows) == GroupType::kPvFormat) path = TextOf(rows, "Path");

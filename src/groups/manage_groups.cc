@@ -112,7 +112,7 @@ bool Groups::DeleteGroup(const std::string& sId) {
     GroupType type = GroupType::kPvFormat;
     if (support::FileExists(data + kCatalogueFile)) {
       const auto database = automation::MakeObject<tablestore::Database>();
-      const Ref<Recipients> rows = database->OpenTable(data, kCatalogueFile, std::nullopt, "ID");
+      const Ref<Recipients> rows = tablestore::OpenSettingsTable(database, data, kCatalogueFile, "ID");
       if (rows->SeekFirst(sId, "ID")) {
         path = TextOf(rows, "Path");
         type = TypeOf(rows);

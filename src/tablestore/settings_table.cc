@@ -4,13 +4,27 @@
 #include "base/text.h"
 #include "platform/system.h"
 #include "pvgroupman/automation/error.h"
+#include "support/application.h"
+#include "tablestore/engine/error_codes.h"
 
 namespace pv::tablestore {
 namespace {
 
-constexpr std::int32_t kFileBusy = -130;  // the engine's code for a table that somebody has open
-constexpr int kTries = 40;
-constexpr std::uint32_t kPauseMicroseconds = 50'000;
+constexpr int kTries = 500;
+constexpr std::uint32_t kPauseMicroseconds = 10'000;
+
+// Does `work` again while the table is in use.
+template <typename Work>
+auto WaitingForOthers(const Work& work) {
+  for (int left = kTries;; --left) {
+    try {
+      return work();
+    } catch (const automation::Error& e) {
+      if (e.number() != engine::kErrFileBusy || left == 1) throw;
+    }
+    platform::CurrentSystem().files->SleepMicroseconds(kPauseMicroseconds);
+  }
+}
 
 }  // namespace
 
@@ -29,17 +43,36 @@ void SetField(const automation::Ref<Recipients>& cursor, const char* field,
 
 bool IsEmpty(const Recipients& cursor) { return cursor.IsBof() && cursor.IsEof(); }
 
+bool SettingsTableExists(const std::string& folder, const std::string& file) {
+  const auto info = platform::CurrentSystem().files->Stat(support::WithSeparator(folder) + file);
+  if (info.ok()) return !info->is_directory;
+  if (info.status().code() == StatusCode::kNotFound) return false;
+  throw automation::Error(support::kErrPathAccess, "FileExists", info.status().message());
+}
+
+automation::Ref<Recipients> OpenSettingsTable(const automation::Ref<Database>& database,
+                                              const std::string& folder, const std::string& file,
+                                              const char* tag) {
+  return WaitingForOthers([&] { return database->OpenTable(folder, file, std::nullopt, tag); });
+}
+
+void EnsureSettingsTable(const std::string& folder, const std::string& file,
+                         const std::vector<FieldStruct>& fields,
+                         const std::vector<IndexStruct>& tags) {
+  WaitingForOthers([&] {
+    if (SettingsTableExists(folder, file)) return;
+    support::EnsureFolder(folder);
+    try {
+      automation::MakeObject<Database>()->CreateTable(folder, file, fields, tags)->CloseTable();
+    } catch (const automation::Error& e) {
+      if (e.number() != engine::kErrFileExists) throw;
+    }
+  });
+}
+
 void CompactSettingsTable(const automation::Ref<Database>& database, const std::string& folder,
                           const std::string& file) {
-  for (int left = kTries;; --left) {
-    try {
-      database->CompactTable(folder, file);
-      return;
-    } catch (const automation::Error& e) {
-      if (e.number() != kFileBusy || left == 1) throw;
-    }
-    platform::CurrentSystem().files->SleepMicroseconds(kPauseMicroseconds);
-  }
+  WaitingForOthers([&] { return database->CompactTable(folder, file); });
 }
 
 }  // namespace pv::tablestore

@@ -4,6 +4,7 @@
 #define PV_TABLESTORE_SETTINGS_TABLE_H_
 
 #include <string>
+#include <vector>
 
 #include "pvgroupman/automation/value.h"
 #include "pvgroupman/tablestore/database.h"
@@ -27,8 +28,19 @@ void SetField(const automation::Ref<Recipients>& cursor, const char* field,
 // Whether a table that was just opened has no row to walk to.
 bool IsEmpty(const Recipients& cursor);
 
-// Compacts a settings table. Another program that has it open for the moment of one operation is
-// waited for, two seconds at most.
+// Whether there is such a table. An error (75), not "no", when that cannot be told: what cannot be
+// reached must not be taken for missing.
+bool SettingsTableExists(const std::string& folder, const std::string& file);
+
+// Each of these waits, for five seconds at most, while another program has the table for the moment
+// of one operation. EnsureSettingsTable makes it unless it is there, or is made by somebody else at
+// this moment.
+automation::Ref<Recipients> OpenSettingsTable(const automation::Ref<Database>& database,
+                                              const std::string& folder, const std::string& file,
+                                              const char* tag);
+void EnsureSettingsTable(const std::string& folder, const std::string& file,
+                         const std::vector<FieldStruct>& fields,
+                         const std::vector<IndexStruct>& tags);
 void CompactSettingsTable(const automation::Ref<Database>& database, const std::string& folder,
                           const std::string& file);
 

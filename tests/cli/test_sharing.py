@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Several processes at one group, and groups that somebody holds for himself."""
+import concurrent.futures
 import fcntl
 
 import harness
@@ -50,6 +51,57 @@ class SharingTest(harness.CliTest):
             skipped += account["skipped"]
         self.assertEqual((added, skipped), (4 * 700 + 1, 3))
         self.assertEqual(self.verify("g")["live"], 4000 + added)
+
+    def until_free(self, *arguments):
+        """Runs pvgroup again while somebody holds what it needs for longer than it waits."""
+        for _ in range(20):
+            run = self.run_any(*arguments)
+            if run.code != LOCKED and "in use" not in run.err:
+                break
+        self.assertEqual(run.code, 0, f"{arguments}: {run.out}{run.err}")
+        return run
+
+    def test_groups_are_made_listed_renamed_and_deleted_side_by_side(self):
+        kept = {}
+
+        def work(worker):
+            mine = {}
+
+            def expect_mine():
+                run = self.until_free("list", "--json")
+                listed = [g["id"] for g in run.json]
+                self.assertEqual(len(listed), len(set(listed)), run.out)
+                names = {g["id"]: g["name"] for g in run.json}
+                self.assertEqual({i: names.get(i) for i in mine}, mine)
+                recipients = {g["id"]: g["recipients"] for g in run.json}
+                self.assertEqual({recipients[i] for i in mine}, {1} if mine else set())
+
+            for i in range(6):
+                name = f"{'am'[i % 2]} {worker} {i}"
+                run = self.until_free("create", name, "Name:text(20)")
+                group = run.out.strip()
+                self.until_free("add", group, f"{worker}@example.org")
+                mine[group] = name
+                expect_mine()
+                mine[group] = f"{'zb'[i % 2]} {worker} {i}"
+                self.until_free("rename", group, mine[group])
+                expect_mine()
+                if i % 3 == 0:
+                    self.until_free("delete", group, "--yes")
+                    del mine[group]
+                    expect_mine()
+            kept.update(mine)
+
+        with concurrent.futures.ThreadPoolExecutor() as pool:
+            for done in [pool.submit(work, worker) for worker in range(4)]:
+                done.result()
+        self.assertEqual(len(kept), 16)
+        listed = self.ok("list", "--json").json
+        self.assertEqual({g["id"]: g["name"] for g in listed}, kept)
+        names = [g["name"] for g in listed]
+        self.assertEqual(names, sorted(names))
+        self.assertEqual(len(list(self.data.glob("*.pvg"))), 17)
+        self.ok("table", "verify", self.data / "groups.pvg")
 
 
 if __name__ == "__main__":

@@ -138,9 +138,20 @@ Status Table::Create(Session* session, const std::string& path, const std::vecto
     PV_RETURN_IF_ERROR(data->Write(0, header.data(), header.size()));
     return data->Sync();
   }();
+  if (s.ok()) {
+    // It is held until it has its name, or a second creator would take it for one left behind.
+    // Where a file that is open cannot be renamed, it is closed for it.
+    s = files->Rename(building, path);
+    if (s.code() == StatusCode::kBusy || s.code() == StatusCode::kDenied) {
+      data.reset();
+      s = files->Rename(building, path);
+    }
+  }
+  if (!s.ok() && !files->Remove(building).ok()) {
+    data.reset();
+    (void)files->Remove(building).ok();
+  }
   data.reset();
-  if (s.ok()) s = files->Rename(building, path);
-  if (!s.ok()) (void)files->Remove(building).ok();
   if (s.ok()) (void)files->SyncFolder(std::string(platform::FolderOf(path))).ok();
   return s;
 }
