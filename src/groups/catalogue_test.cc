@@ -260,6 +260,7 @@ TEST_F(CatalogueTest, GroupsRenamedMeanwhileAreListedOnce) {
 
 TEST_F(CatalogueTest, ACatalogueWithAnotherOrderOfNamesIsListedInThat) {
   using tablestore::FieldType;
+  ASSERT_TRUE(machine_.files.CreateFolders("/data").ok());
   MakeObject<Database>()
       ->CreateTable("/data", "groups.pvg",
                     {{"ID", FieldType::kCharacter, 32, 0, false},

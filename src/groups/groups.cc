@@ -10,6 +10,7 @@
 #include "pvgroupman/automation/member_table.h"
 #include "pvgroupman/tablestore/database.h"
 #include "support/application.h"
+#include "support/configuration.h"
 
 namespace pv::groups {
 

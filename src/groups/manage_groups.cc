@@ -57,10 +57,9 @@ FieldStruct FieldOf(const tablestore::FieldDef& def) {
 }
 
 void RemoveIfThere(const std::string& file) {
-  if (!support::FileExists(file)) return;
   const Status status = platform::CurrentSystem().files->Remove(file);
-  if (!status.ok())
-    throw automation::Error(support::kErrPathAccess, "RemoveFile", status.message());
+  if (status.ok() || status.code() == StatusCode::kNotFound) return;
+  throw automation::Error(support::kErrPathAccess, "RemoveFile", status.message());
 }
 
 }  // namespace
@@ -110,9 +109,10 @@ bool Groups::DeleteGroup(const std::string& sId) {
     const std::string& data = GroupDataFolder();
     std::string path;
     GroupType type = GroupType::kPvFormat;
-    if (support::FileExists(data + kCatalogueFile)) {
+    if (tablestore::SettingsTableExists(data, kCatalogueFile)) {
       const auto database = automation::MakeObject<tablestore::Database>();
-      const Ref<Recipients> rows = tablestore::OpenSettingsTable(database, data, kCatalogueFile, "ID");
+      const Ref<Recipients> rows =
+          tablestore::OpenSettingsTable(database, data, kCatalogueFile, "ID");
       if (rows->SeekFirst(sId, "ID")) {
         path = TextOf(rows, "Path");
         type = TypeOf(rows);
@@ -129,7 +129,7 @@ bool Groups::DeleteGroup(const std::string& sId) {
     }
     if (path.empty()) {
       for (const char* extension : {".pvg", ".cdx", ".fpt"}) RemoveIfThere(data + sId + extension);
-    } else if (support::IsFolder(path)) {
+    } else {
       const std::string stem = support::WithSeparator(path) + sId;
       for (const char* extension : {".pvg", ".cdx", ".dat", ".fpt"}) {
         RemoveIfThere(stem + extension);

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "platform/memory/crash_replay.h"
+#include "platform/memory/every_death_test.h"
 #include "tablestore/engine/engine_test_support.h"
 
 namespace pv::engine {
@@ -114,39 +115,24 @@ TEST_F(RecoveryTest, EveryCrashLeavesTheChangeWholeOrNotAtAll) {
     const People before = Base();
     People after = before;
     c.effect(after);
-    {
-      TestSession t;
-      ASSERT_TRUE(t.Open(kPath, c.mode)) << t.Error();
-      files().StartRecording();
-      ASSERT_EQ(c.work(t), kSuccess) << c.name << ": " << t.Error();
-      files().StopRecording();
-    }
-    platform::CrashReplay replay(files());
-    ASSERT_GT(replay.size(), 3U) << c.name;
-    for (std::size_t n = 0; n <= replay.size(); ++n) {
-      replay.StepTo(n);
-      const std::string where = std::string(c.name) + ", mode " + std::to_string(c.mode) +
-                                ", after change " + std::to_string(n);
-      ExpectBeforeOrAfter(replay.Image(), before, after, where);
-      if (HasFatalFailure()) return;
-      // Death inside a write, between two of its bytes. A word of four bytes is written at once.
-      if (n < replay.size() && replay.event(n).kind == platform::Event::Kind::kWrite &&
-          replay.event(n).size > 4) {
-        const std::uint64_t size = replay.event(n).size;
-        for (const std::uint64_t cut : {std::uint64_t{1}, size / 3, size / 2, size - 1}) {
-          if (cut == 0 || cut >= size) continue;
-          ExpectBeforeOrAfter(replay.TornImage(cut), before, after,
-                              where + ", torn at " + std::to_string(cut));
-          if (HasFatalFailure()) return;
-        }
-      }
-    }
-    // Once the operation has answered, it is there.
-    platform::MemorySystem memory{replay.Image()};
-    platform::ScopedSystem scope(memory.system());
+    const std::string name = std::string(c.name) + ", mode " + std::to_string(c.mode);
     TestSession t;
-    ASSERT_TRUE(t.Open(kPath));
-    EXPECT_EQ(t.ByEmail(), after) << c.name;
+    ASSERT_TRUE(t.Open(kPath, c.mode)) << t.Error();
+    platform::MemoryImage last;
+    const std::size_t changes = platform::ForEveryDeath(
+        &files(), name, [&] { ASSERT_EQ(c.work(t), kSuccess) << name << ": " << t.Error(); },
+        [&](const platform::MemoryImage& image, const std::string& where) {
+          ExpectBeforeOrAfter(image, before, after, where);
+          last = image;
+        });
+    if (HasFatalFailure()) return;
+    ASSERT_GT(changes, 3U) << name;
+    // Once the operation has answered, it is there.
+    platform::MemorySystem memory{last};
+    platform::ScopedSystem scope(memory.system());
+    TestSession later;
+    ASSERT_TRUE(later.Open(kPath));
+    EXPECT_EQ(later.ByEmail(), after) << c.name;
   }
 }
 
