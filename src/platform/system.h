@@ -70,6 +70,9 @@ class Process {
   // when there is no such file; kUnsupported with the system's reason when it cannot be loaded, or
   // has no such function.
   virtual Result<void*> LoadFunction(const std::string& library, const std::string& name) = 0;
+  // The same of a library of the system's own, by its name alone ("libm.so.6"). Any failure to
+  // load it is kUnsupported.
+  virtual Result<void*> LoadSystemFunction(const std::string& library, const std::string& name) = 0;
   // XDG_CONFIG_HOME and XDG_DATA_HOME or their defaults below the home folder; on Windows the
   // user's local application-data folder. No separator at the end; empty when there is no home.
   virtual std::string ConfigFolder() = 0;

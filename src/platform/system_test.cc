@@ -69,6 +69,20 @@ TEST(OperatingSystemProcess, LoadsFunctionsOfLibraries) {
   EXPECT_NE(text.message().find("text.so"), std::string::npos) << text.message();
 }
 
+TEST(OperatingSystemProcess, LoadsFunctionsOfTheSystemsLibraries) {
+  Process& process = *OperatingSystem().process;
+#ifndef _WIN32
+  const auto cosine = process.LoadSystemFunction("libm.so.6", "cos");
+  ASSERT_TRUE(cosine.ok()) << cosine.status().message();
+  EXPECT_EQ(reinterpret_cast<double (*)(double)>(*cosine)(0), 1);
+  EXPECT_EQ(process.LoadSystemFunction("libm.so.6", "no_such").status().code(),
+            StatusCode::kUnsupported);
+#endif
+  for (const char* name : {"libnone.so.9", "/lib/libm.so.6"}) {
+    EXPECT_EQ(process.LoadSystemFunction(name, "cos").status().code(), StatusCode::kUnsupported);
+  }
+}
+
 TEST(OperatingSystemProcess, IdentifiersAreOfVersionFourAndDiffer) {
   std::set<std::array<std::uint8_t, 16>> seen;
   for (int i = 0; i < 1000; ++i) {

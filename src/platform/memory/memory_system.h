@@ -41,6 +41,10 @@ class FakeProcess : public Process {
   std::string HostName() override { return host_name; }
   std::string OwnFolder() override { return own_folder; }
   Result<void*> LoadFunction(const std::string& library, const std::string& name) override;
+  // As the operating system's: what readers load does not depend on where their files lie.
+  Result<void*> LoadSystemFunction(const std::string& library, const std::string& name) override {
+    return OperatingSystem().process->LoadSystemFunction(library, name);
+  }
   std::string ConfigFolder() override { return config_folder; }
   std::string DataFolder() override { return data_folder; }
   CivilDateTime LocalTime() override { return time; }

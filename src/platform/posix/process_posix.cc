@@ -92,15 +92,29 @@ std::string PosixProcess::OwnFolder() {
   return HostFolder();
 }
 
-Result<void*> PosixProcess::LoadFunction(const std::string& library, const std::string& name) {
-  // A name without a folder would be sought wherever the system keeps libraries.
-  if (FolderOf(library).empty()) return Status::Invalid(library + ": the library needs a path");
-  if (::access(library.c_str(), F_OK) != 0) return FromErrno(errno, library, "cannot load");
+namespace {
+
+Result<void*> Load(const std::string& library, const std::string& name) {
   void* const handle = ::dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) return Status::Unsupported(::dlerror());
   void* const address = ::dlsym(handle, name.c_str());
   if (address == nullptr) return Status::Unsupported(library + ": no function " + name);
   return address;
+}
+
+}  // namespace
+
+Result<void*> PosixProcess::LoadFunction(const std::string& library, const std::string& name) {
+  // A name without a folder would be sought wherever the system keeps libraries.
+  if (FolderOf(library).empty()) return Status::Invalid(library + ": the library needs a path");
+  if (::access(library.c_str(), F_OK) != 0) return FromErrno(errno, library, "cannot load");
+  return Load(library, name);
+}
+
+Result<void*> PosixProcess::LoadSystemFunction(const std::string& library,
+                                               const std::string& name) {
+  if (!FolderOf(library).empty()) return Status::Unsupported(library + ": a name without a folder");
+  return Load(library, name);
 }
 
 std::string PosixProcess::ConfigFolder() { return FolderFrom("XDG_CONFIG_HOME", ".config"); }

@@ -13,6 +13,7 @@ class PosixProcess : public Process {
   std::string HostName() override;
   std::string OwnFolder() override;
   Result<void*> LoadFunction(const std::string& library, const std::string& name) override;
+  Result<void*> LoadSystemFunction(const std::string& library, const std::string& name) override;
   std::string ConfigFolder() override;
   std::string DataFolder() override;
   CivilDateTime LocalTime() override;

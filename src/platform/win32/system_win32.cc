@@ -129,6 +129,10 @@ class Win32Process : public Process {
     return reinterpret_cast<void*>(address);
   }
 
+  Result<void*> LoadSystemFunction(const std::string& library, const std::string&) override {
+    return Status::Unsupported(library + ": there are no such libraries on this system");
+  }
+
   std::string ConfigFolder() override { return LocalApplicationData(); }
   std::string DataFolder() override { return LocalApplicationData(); }
 

@@ -91,19 +91,25 @@ class DamageTest : public BookTest {
   }
 };
 
-TEST_F(DamageTest, SmallBooks) {
-  const struct {
-    const char* code;
-    std::string content;
-    std::uint32_t contacts;
-    std::size_t lists;
-  } books[] = {
+struct SmallBook {
+  const char* code;
+  std::string content;
+  std::uint32_t contacts;
+  std::size_t lists;
+};
+
+const std::vector<SmallBook>& SmallBooks() {
+  static const std::vector<SmallBook> books = {
       {"LDIF", kLdif, 2, 1},      {"MAB", kMab, 2, 2},
       {"PINE", kPine, 2, 1},      {"EUD", kEudora, 2, 1},
       {"ADR", kOpera, 1, 0},      {"WAB", SmallWab(), 3, 2},
       {"PALM", SmallPdb(), 2, 0}, {"PALM", MakeDat({"a", "b"}), 1, 0},
   };
-  for (const auto& book : books) {
+  return books;
+}
+
+TEST_F(DamageTest, SmallBooks) {
+  for (const SmallBook& book : SmallBooks()) {
     SCOPED_TRACE(book.code);
     // What is damaged below is a book in which there is something.
     const auto whole = OpenText(book.code, book.content);
@@ -112,6 +118,27 @@ TEST_F(DamageTest, SmallBooks) {
     EXPECT_EQ(whole->lists().size(), book.lists);
     CutEverywhere(book.code, book.content);
     ChangeEverywhere(book.code, book.content);
+  }
+}
+
+// Each call of the file system fails once: that is an error, and never a shorter book.
+TEST_F(DamageTest, EveryCallThatFails) {
+  for (const SmallBook& book : SmallBooks()) {
+    SCOPED_TRACE(book.code);
+    Put("/books/book", book.content);
+    for (std::uint64_t n = 1;; ++n) {
+      machine_.files.FailCall(n, platform::Call::kAny, platform::Fault::kIoError);
+      auto roster = OpenRoster(book.code, "/books/book");
+      Status status = roster.status();
+      Contact contact;
+      for (std::uint32_t i = 0; status.ok() && i < (*roster)->count(); ++i) {
+        status = (*roster)->Read(i, &contact);
+      }
+      const bool hit = machine_.files.FaultHit();
+      machine_.files.ClearFault();
+      EXPECT_EQ(status.ok(), !hit) << n;
+      if (!hit) break;
+    }
   }
 }
 

@@ -12,6 +12,9 @@
 #include "providers/converter/readers/opera_book.h"
 #include "providers/converter/readers/palm_book.h"
 #include "providers/converter/readers/pine_book.h"
+#ifdef PV_WITH_PST
+#include "providers/converter/readers/pst_book.h"
+#endif
 #include "providers/converter/readers/wab_book.h"
 #include "providers/converter/text/line_reader.h"
 
@@ -23,6 +26,9 @@ using OpenedBook = Result<std::unique_ptr<Book>>;
 Status Always() { return Status::Ok(); }
 Status NeedsItsProgram() {
   return Status::Unsupported("only the program itself, on its own system, can read its books");
+}
+[[maybe_unused]] Status NotBuilt() {
+  return Status::Unsupported("this build was made without the library that reads these files");
 }
 Status NeedsALibrary() { return Status::Unsupported("no reader for these files is known"); }
 
@@ -86,6 +92,20 @@ OpenedBook Opera(const std::string& location, const Access&) {
       });
 }
 
+#ifdef PV_WITH_PST
+OpenedBook Pst(const std::string& location, const Access&) {
+  return OpenEach(
+      location, "Outlook store (*.pst)",
+      [](std::string_view name) { return name.ends_with(".pst"); },
+      [](std::unique_ptr<platform::File> file, const std::string& path) {
+        return OpenPst(std::move(file), path);
+      });
+}
+constexpr Format kPst = {"PST", "Outlook personal folders", &PstAvailable, &Pst};
+#else
+constexpr Format kPst = {"PST", "Outlook personal folders", &NotBuilt, nullptr};
+#endif
+
 OpenedBook Wab(const std::string& location, const Access&) {
   return OpenEach(
       location, "Windows address book (*.wab)",
@@ -140,7 +160,7 @@ OpenedBook Mab(const std::string& location, const Access&) {
 }
 
 constexpr Format kFormats[] = {
-    {"PST", "Outlook personal folders", &NeedsALibrary, nullptr},
+    kPst,
     {"PAB", "Outlook personal address book", &NeedsALibrary, nullptr},
     {"WAB", "Windows address book (Outlook Express)", &Always, &Wab},
     {"PFC", "AOL personal filing cabinet", &NeedsALibrary, nullptr},

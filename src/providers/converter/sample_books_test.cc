@@ -159,6 +159,34 @@ TEST_F(SampleBooksTest, LdifValues) {
   EXPECT_EQ(ReadContact(loose.get(), 1).Text(kDisplayName), "Jim Doe");
 }
 
+#ifdef PV_WITH_PST
+TEST_F(SampleBooksTest, OutlookStores) {
+  if (const Status status = FindFormat("PST")->available(); !status.ok()) {
+    GTEST_SKIP() << "Outlook's stores are unavailable: " << status.message();
+  }
+  const auto book = Open("PST", "PST/javalibpst-dist-list.pst");
+  ASSERT_EQ(book->own_count(), 1U);
+  ASSERT_EQ(book->lists().size(), 1U);
+  const Contact contact = ReadContact(book.get(), 0);
+  EXPECT_EQ(contact.Text(kDisplayName), "contact name 1");
+  EXPECT_EQ(contact.Text(kGivenName), "contact");
+  EXPECT_EQ(contact.Text(kMiddleName), "name");
+  EXPECT_EQ(contact.Text(kSurname), "1");
+  EXPECT_EQ(contact.Text(kEmail), "contact1@rjohnson.id.au");
+  EXPECT_EQ(contact.Find(kEntryId)->TryGet<automation::Bytes>()->size(), 24U);
+  EXPECT_EQ(book->lists()[0].name, "test dist list");
+  EXPECT_EQ(book->lists()[0].members[0].kind, Member::Kind::kContact);
+  EXPECT_EQ(MembersOf(book.get(), "test dist list"),
+            (Texts{"contact1@rjohnson.id.au", "dist1@rjohnson.id.au", "dist2@rjohnson.id.au"}));
+  EXPECT_TRUE(book->notes().empty());
+  for (const char* const empty : {"PST/pstsdk-test_unicode.pst", "PST/pstsdk-test_ansi.pst"}) {
+    const auto roster = Open("PST", empty);
+    EXPECT_EQ(roster->count(), 0U) << empty;
+    EXPECT_TRUE(roster->lists().empty()) << empty;
+  }
+}
+#endif
+
 TEST_F(SampleBooksTest, WindowsAddressBook) {
   const auto book = Open("WAB", "WAB/tb-OutlookExpress.wab");
   const Contact john = ReadContact(book.get(), 0);
