@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -98,10 +99,18 @@ TEST(Sharing, FourProcessesAppendAndNothingIsLost) {
   EXPECT_EQ(t.CheckFindings(), "");
 }
 
+// What the processes did together.
+struct Tally {
+  std::atomic<std::uint64_t> operations{0};
+  std::atomic<std::uint64_t> live{0};  // records that they left
+  std::atomic<std::uint64_t> appended{0};
+};
+
 // Random appends, edits, deletes, recalls, seeks and walks; each process keeps to addresses of its
-// own, so it knows what the table must say about them at any moment.
+// own, so it knows what the table must say about them at any moment. Every answer must be success:
+// a lock that was not had within its bound would be another.
 void WorkAtRandom(const std::string& path, int process, unsigned seed, double seconds,
-                  std::atomic<std::uint64_t>* operations) {
+                  Tally* tally) {
   std::mt19937 random(seed);
   std::map<std::string, Person> mine;
   TestSession t;
@@ -126,7 +135,10 @@ void WorkAtRandom(const std::string& path, int process, unsigned seed, double se
     if (mine.size() < 20 || (what < 35 && mine.size() < 400)) {
       const std::int32_t code = t.Append(person);
       ASSERT_EQ(code, mine.count(email) != 0 ? kUniqueKey : kSuccess) << t.Error();
-      if (code == kSuccess) mine[email] = person;
+      if (code == kSuccess) {
+        mine[email] = person;
+        ++tally->appended;
+      }
     } else if (what < 60) {
       const auto it = any();
       if (mine.count(email) != 0) continue;
@@ -148,19 +160,21 @@ void WorkAtRandom(const std::string& path, int process, unsigned seed, double se
       ASSERT_EQ(t.Current(), it->second);
     } else {
       d4tagSelect(t.table(), d4tag(t.table(), "EMAIL"));
-      std::string last;
+      std::vector<std::string> met;
       std::int32_t code = d4top(t.table());
       for (; code == kSuccess; code = d4skip(t.table(), 1)) {
         const std::string now = t.Current().email;
         // A record that another process changes while we stand on it may show its new address.
-        if (now.find("." + std::to_string(process) + "@") == std::string::npos) continue;
-        ASSERT_LT(last, now);
-        last = now;
+        if (now.find("." + std::to_string(process) + "@") != std::string::npos) met.push_back(now);
       }
       ASSERT_EQ(code, kEndOfFile) << t.Error();
+      // Our own, which nobody else changes, each once and in order.
+      std::vector<std::string> own;
+      for (const auto& [address, unused] : mine) own.push_back(address);
+      ASSERT_EQ(met, own);
     }
-    ++*operations;
-    if (i % 1000 == 999) {
+    // Each of the four verifies in turn, so that it is done every thousand operations of them all.
+    if (++tally->operations % 1000 == 0) {
       ASSERT_EQ(t.CheckFindings(), "");
     }
   }
@@ -168,6 +182,7 @@ void WorkAtRandom(const std::string& path, int process, unsigned seed, double se
     ASSERT_EQ(t.Find(email), kSuccess) << email;
     ASSERT_EQ(t.Current(), person);
   }
+  tally->live += mine.size();
 }
 
 TEST(Sharing, FourProcessesDoEverythingAtOnce) {
@@ -177,20 +192,58 @@ TEST(Sharing, FourProcessesDoEverythingAtOnce) {
     TestSession t;
     ASSERT_TRUE(t.Create(path)) << t.Error();
   }
-  Shared<std::atomic<std::uint64_t>> operations;
+  Shared<Tally> tally;
   std::vector<pid_t> children;
   for (int p = 0; p < 4; ++p) {
     children.push_back(Spawn([&] {
-      WorkAtRandom(path, p, 1000U + static_cast<unsigned>(p), Soak() ? 600 : 10,
-                   operations.operator->());
+      WorkAtRandom(path, p, 1000U + static_cast<unsigned>(p), Soak() ? 600 : 20,
+                   tally.operator->());
     }));
   }
   for (const pid_t pid : children) ExpectSuccess(pid);
-  RecordProperty("operations", std::to_string(operations->load()));
-  EXPECT_GT(operations->load(), 1000U);
+  RecordProperty("operations", std::to_string(tally->operations.load()));
+  EXPECT_GT(tally->operations.load(), 1000U);
   TestSession t;
   ASSERT_TRUE(t.Open(path)) << t.Error();
   EXPECT_EQ(t.CheckFindings(), "");
+  EXPECT_EQ(static_cast<std::uint64_t>(d4recCountDo(t.table())), tally->appended.load());
+  const std::vector<std::string> emails = t.Emails("EMAIL");
+  EXPECT_EQ(emails.size(), tally->live.load());
+  EXPECT_TRUE(std::is_sorted(emails.begin(), emails.end()));
+  std::vector<std::string> natural = t.Emails();
+  std::sort(natural.begin(), natural.end());
+  EXPECT_EQ(natural, emails);
+}
+
+// A process that keeps a table open sees what others appended as soon as it moves, in every order
+// and from every place.
+TEST(Sharing, AnOpenTableShowsWhatOthersAppended) {
+  Folder folder;
+  const std::string path = folder.File("t.pvg");
+  TestSession t;
+  ASSERT_TRUE(t.Create(path)) << t.Error();
+  ASSERT_EQ(t.Close(), kSuccess);
+  ASSERT_TRUE(t.Open(path)) << t.Error();
+  for (int i = 0; i < 40; ++i) {
+    // At the end of the table, or of the tag, before they append behind it.
+    const bool natural = i % 2 == 0;
+    d4tagSelect(t.table(), natural ? 0 : d4tag(t.table(), "EMAIL"));
+    ASSERT_EQ(d4bottom(t.table()), i > 0 ? kSuccess : kEndOfFile) << t.Error();
+    const std::string email = std::string(1, static_cast<char>('A' + i)) + "@x.org";
+    ExpectSuccess(Spawn([&] {
+      TestSession other;
+      ASSERT_TRUE(other.Open(path)) << other.Error();
+      ASSERT_EQ(other.Append({email, "N", i * 1.0, "m"}), kSuccess) << other.Error();
+    }));
+    ASSERT_EQ(i == 0 ? d4top(t.table()) : d4skip(t.table(), 1), kSuccess) << i;
+    ASSERT_EQ(t.Current().email, email);
+    ASSERT_EQ(t.Current().note, "m");
+    ASSERT_EQ(d4recCountDo(t.table()), i + 1);
+    ASSERT_EQ(t.Find(email), kSuccess);
+    ASSERT_EQ(d4go(t.table(), i + 1), kSuccess);
+    ASSERT_EQ(d4bottom(t.table()), kSuccess);
+    ASSERT_EQ(t.Current().email, email);
+  }
 }
 
 // What a worker has been told is done, written where its death cannot reach it. `pending` is set
