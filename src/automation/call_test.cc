@@ -112,6 +112,14 @@ TEST_F(CallTest, ByReferenceArgumentsAreHandedBack) {
   EXPECT_EQ(named.named[0].value, Value(8));
 }
 
+TEST_F(CallTest, OptionalArgumentsByReferenceMayBeLeftOut) {
+  Call without{kCallMethod, {}, {}};
+  Invoke(object_, "Count", without);
+  Call with{kCallMethod, {Value(41)}, {}};
+  Invoke(object_, "Count", with);
+  EXPECT_EQ(with.arguments[0], Value(42));
+}
+
 TEST_F(CallTest, EnumerationsTravelAsIntegers) {
   EXPECT_EQ(CallMember(object_, "Paint", {0}), Value(7));
   EXPECT_EQ(CallMember(object_, "Paint", {99}), Value(99)) << "unknown values pass through";

@@ -19,7 +19,7 @@ TEST(MemberTable, KeepsInterfaceOrder) {
   std::vector<std::string> names;
   for (const Member& m : sample->Members().members()) names.push_back(m.name);
   EXPECT_EQ(names, (std::vector<std::string>{"Items", "Items", "Size", "Size", "Secret", "Join",
-                                             "Double", "Paint", "Mirror", "Echo", "Fail"}));
+                                             "Double", "Count", "Paint", "Mirror", "Echo", "Fail"}));
   EXPECT_EQ(sample->Members().class_name(), "Sample");
 }
 

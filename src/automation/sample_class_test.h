@@ -89,6 +89,9 @@ class Sample : public Object {
     number *= 2;
     return true;
   }
+  void Count(std::optional<Value>& number) {
+    if (number) number = Value(number->ToI4() + 1);
+  }
   Colour Paint(Colour c) { return c == Colour::kRed ? Colour::kBlue : c; }
   std::vector<Point> Mirror(const std::vector<Point>& points) {
     return {points.rbegin(), points.rend()};
@@ -107,6 +110,7 @@ class Sample : public Object {
                                          .Put("Secret", &Sample::SetSecret)
                                          .Method("Join", &Sample::Join, {"A", "B", "Times"})
                                          .Method("Double", &Sample::Double, {"Number"})
+                                         .Method("Count", &Sample::Count, {"Number"})
                                          .Method("Paint", &Sample::Paint, {"Colour"})
                                          .Method("Mirror", &Sample::Mirror, {"Points"})
                                          .Method("Echo", &Sample::Echo, {"V"})

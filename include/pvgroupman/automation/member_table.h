@@ -183,7 +183,9 @@ T FromValue(const Value& v) {
 template <typename T>
 Value ToValue(T&& v) {
   using Plain = std::remove_cvref_t<T>;
-  if constexpr (std::is_enum_v<Plain>) {
+  if constexpr (IsOptional<Plain>::value) {
+    return v ? ToValue(*std::forward<T>(v)) : Value::Missing();
+  } else if constexpr (std::is_enum_v<Plain>) {
     return Value(static_cast<std::int32_t>(v));
   } else if constexpr (IsVector<Plain>::value && !std::is_same_v<Plain, Bytes>) {
     using Element = typename IsVector<Plain>::Element;

@@ -1,0 +1,271 @@
+// Fetches and decodes blocks of rows. Tested by recordset_test.cc and database_walk_test.cc.
+#include "providers/adodb/block_reader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+
+#include "providers/adodb/error_numbers.h"
+#include "providers/adodb/moments.h"
+
+namespace pv::adodb {
+namespace {
+
+using automation::Value;
+
+// The longest text, in bytes of UTF-16, that is bound whole because the column bounds it.
+constexpr std::size_t kBoundBytes = 8192;
+constexpr std::size_t kDecimalBytes = 64;
+
+template <typename T>
+T Load(const std::uint8_t* from) {
+  T value;
+  std::memcpy(&value, from, sizeof(T));
+  return value;
+}
+
+Value IntegerValue(std::int64_t number) {
+  if (number >= INT32_MIN && number <= INT32_MAX) return Value(static_cast<std::int32_t>(number));
+  constexpr std::int64_t kExact = std::int64_t{1} << 53;
+  if (number >= -kExact && number <= kExact) return Value(static_cast<double>(number));
+  return Value(std::to_string(number));
+}
+
+Value IntegerOfDigits(std::string_view digits) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  if (error == std::errc() && end == digits.data() + digits.size()) return IntegerValue(number);
+  return Value(std::string(digits));
+}
+
+// Bytes of a value whose length the column bounds; 0 when it does not.
+std::size_t BoundOf(const Column& column, Dialect dialect) {
+  if (column.is_long || column.size == 0 || dialect == Dialect::kSqlite) return 0;
+  // A character may take two units, and text ends in a zero.
+  const SQLULEN bytes = column.kind == Kind::kText ? column.size * 4 + 2 : column.size;
+  return bytes <= kBoundBytes ? static_cast<std::size_t>(bytes) : 0;
+}
+
+}  // namespace
+
+Result<std::unique_ptr<BlockReader>> BlockReader::Make(Statement statement,
+                                                       const std::vector<Column>* columns,
+                                                       std::size_t skip) {
+  std::unique_ptr<BlockReader> reader(new BlockReader(std::move(statement), columns, skip));
+  PV_RETURN_IF_ERROR(reader->Bind());
+  return reader;
+}
+
+Status BlockReader::Bind() {
+  const Session& session = *statement_.session();
+  bool one_by_one = session.dialect() == Dialect::kSqlite;
+  std::size_t row_bytes = 0;
+  for (const Column& column : *columns_) {
+    Buffer buffer;
+    switch (column.kind) {
+      case Kind::kInteger: {
+        const bool wide = column.sql_type == SQL_BIGINT || column.ado_type == 19 ||
+                          session.dialect() == Dialect::kSqlite;
+        const bool digits = column.ado_type == 21;  // unsigned, 64 bits
+        buffer.c_type = digits ? SQL_C_CHAR : wide ? SQL_C_SBIGINT : SQL_C_SLONG;
+        buffer.width = digits ? 32 : wide ? 8 : 4;
+        break;
+      }
+      case Kind::kDouble:
+        buffer.c_type = SQL_C_DOUBLE;
+        buffer.width = 8;
+        break;
+      case Kind::kDecimal:
+        buffer.c_type = SQL_C_CHAR;
+        buffer.width = kDecimalBytes;
+        break;
+      case Kind::kBoolean:
+        buffer.c_type = SQL_C_BIT;
+        buffer.width = 1;
+        break;
+      case Kind::kDate:
+      case Kind::kDateTime:
+        buffer.c_type = SQL_C_TYPE_TIMESTAMP;
+        buffer.width = sizeof(SQL_TIMESTAMP_STRUCT);
+        break;
+      case Kind::kTime:
+        buffer.c_type = SQL_C_TYPE_TIME;
+        buffer.width = sizeof(SQL_TIME_STRUCT);
+        break;
+      case Kind::kText:
+      case Kind::kBytes: {
+        const std::size_t bound = BoundOf(column, session.dialect());
+        buffer.c_type = column.kind == Kind::kText ? SQL_C_WCHAR : SQL_C_BINARY;
+        buffer.width = bound != 0 && (bound <= kShortBytes || !session.can_reread_blocks())
+                           ? bound
+                           : kShortBytes;
+        if (bound == 0 && !session.can_reread_blocks()) one_by_one = true;
+        break;
+      }
+    }
+    row_bytes += buffer.width + sizeof(SQLLEN);
+    buffers_.push_back(std::move(buffer));
+  }
+  if (!one_by_one) {
+    block_rows_ =
+        std::clamp<std::size_t>(kMostBytes / std::max<std::size_t>(row_bytes, 1), 1, kMostRows);
+    PV_RETURN_IF_ERROR(statement_.SetAttribute(SQL_ATTR_ROW_ARRAY_SIZE, AsPointer(block_rows_)));
+  }
+  row_status_.resize(block_rows_);
+  PV_RETURN_IF_ERROR(statement_.SetAttribute(SQL_ATTR_ROWS_FETCHED_PTR, &fetched_));
+  PV_RETURN_IF_ERROR(statement_.SetAttribute(SQL_ATTR_ROW_STATUS_PTR, row_status_.data()));
+  for (std::size_t i = 0; i < buffers_.size(); ++i) {
+    Buffer& buffer = buffers_[i];
+    buffer.data.resize(buffer.width * block_rows_);
+    buffer.sizes.resize(block_rows_);
+    PV_RETURN_IF_ERROR(statement_.Check(
+        ::SQLBindCol(statement_.handle(), static_cast<SQLUSMALLINT>(i + 1 + skip_), buffer.c_type,
+                     buffer.data.data(), static_cast<SQLLEN>(buffer.width), buffer.sizes.data())));
+  }
+  return Status::Ok();
+}
+
+Status BlockReader::Fetch() {
+  fetched_ = 0;
+  row_ = 0;
+  const SQLRETURN code = ::SQLFetchScroll(statement_.handle(), SQL_FETCH_NEXT, 0);
+  if (code == SQL_NO_DATA) {
+    at_end_ = true;
+    return Status::Ok();
+  }
+  // Drivers that fetch one row need not say so.
+  if (block_rows_ == 1 && SQL_SUCCEEDED(code)) fetched_ = 1;
+  if (fetched_ > block_rows_) fetched_ = block_rows_;
+  if (code == SQL_SUCCESS_WITH_INFO) {
+    // Cut values are no matter; a row that could not be read is.
+    const auto end = row_status_.begin() + static_cast<std::ptrdiff_t>(fetched_);
+    with_reports_ = block_rows_ > 1 && std::find(row_status_.begin(), end, SQL_ROW_ERROR) != end;
+    if (with_reports_)
+      row_failure_ = statement_.session()->Fail(SQL_HANDLE_STMT, statement_.handle());
+  } else {
+    with_reports_ = false;
+  }
+  return statement_.Check(code);
+}
+
+Result<bool> BlockReader::Next() {
+  if (!failure_.ok()) return failure_;
+  if (at_end_) return false;
+  if (row_ >= fetched_) {
+    failure_ = Fetch();
+    if (!failure_.ok()) return failure_;
+    if (at_end_ || fetched_ == 0) {
+      at_end_ = true;
+      return false;
+    }
+  }
+  ++row_;
+  ++rows_read_;
+  if (with_reports_ && row_status_[row_ - 1] == SQL_ROW_ERROR) {
+    failure_ = row_failure_;
+    return failure_;
+  }
+  return true;
+}
+
+Result<Value> BlockReader::Get(std::size_t column) {
+  const Buffer& buffer = buffers_[column];
+  const std::uint8_t* data = buffer.data.data() + buffer.width * (row_ - 1);
+  const SQLLEN size = buffer.sizes[row_ - 1];
+  if (size == SQL_NULL_DATA) return Value::Null();
+  switch (buffer.c_type) {
+    case SQL_C_SLONG:
+      return Value(Load<std::int32_t>(data));
+    case SQL_C_SBIGINT:
+      return IntegerValue(Load<std::int64_t>(data));
+    case SQL_C_DOUBLE:
+      return Value(Load<double>(data));
+    case SQL_C_BIT:
+      return Value(*data != 0);
+    case SQL_C_TYPE_TIMESTAMP: {
+      const auto date = DateFromOdbc(Load<SQL_TIMESTAMP_STRUCT>(data));
+      if (!date) {
+        return Status(StatusCode::kInvalid,
+                      (*columns_)[column].name + " holds no date of the years 100 to 9999",
+                      kErrConversion);
+      }
+      return Value(*date);
+    }
+    case SQL_C_TYPE_TIME: {
+      const auto time = Load<SQL_TIME_STRUCT>(data);
+      const auto date = DateFromOdbc({1899, 12, 30, time.hour, time.minute, time.second, 0});
+      if (!date) {
+        return Status(StatusCode::kInvalid, (*columns_)[column].name + " holds no time of a day",
+                      kErrConversion);
+      }
+      return Value(*date);
+    }
+    default:
+      break;
+  }
+  const std::size_t end = buffer.c_type == SQL_C_WCHAR ? 2 : buffer.c_type == SQL_C_CHAR ? 1 : 0;
+  std::size_t bytes = static_cast<std::size_t>(size);
+  if (size == SQL_NO_TOTAL || bytes + end > buffer.width) {
+    PV_ASSIGN_OR_RETURN(const std::vector<std::uint8_t>* whole, Whole(column, size));
+    data = whole->data();
+    bytes = whole->size();
+  }
+  if (buffer.c_type == SQL_C_BINARY) return Value(automation::Bytes(data, data + bytes));
+  if (buffer.c_type == SQL_C_WCHAR) {
+    const auto* units = reinterpret_cast<const SQLWCHAR*>(data);
+    return Value(FromWide(units, bytes / sizeof(SQLWCHAR)));
+  }
+  const std::string_view digits(reinterpret_cast<const char*>(data), bytes);
+  return (*columns_)[column].kind == Kind::kInteger ? IntegerOfDigits(digits)
+                                                    : DecimalValue(digits);
+}
+
+Result<const std::vector<std::uint8_t>*> BlockReader::Whole(std::size_t column, SQLLEN size) {
+  Buffer& buffer = buffers_[column];
+  if (buffer.whole_row != rows_read_) {
+    const std::size_t known = size == SQL_NO_TOTAL ? 0 : static_cast<std::size_t>(size);
+    PV_ASSIGN_OR_RETURN(buffer.whole, FetchWhole(column, known));
+    buffer.whole_row = rows_read_;
+  }
+  return &buffer.whole;
+}
+
+Result<std::vector<std::uint8_t>> BlockReader::FetchWhole(std::size_t column,
+                                                          std::size_t known_size) {
+  const Buffer& buffer = buffers_[column];
+  const auto number = static_cast<SQLUSMALLINT>(column + 1 + skip_);
+  if (block_rows_ > 1) {
+    if (!statement_.session()->can_reread_blocks()) {
+      return Status(StatusCode::kInvalid,
+                    (*columns_)[column].name + " is longer than its description says",
+                    kErrConversion);
+    }
+    PV_RETURN_IF_ERROR(
+        statement_.Check(::SQLSetPos(statement_.handle(), row_, SQL_POSITION, SQL_LOCK_NO_CHANGE)));
+  }
+  const std::size_t end = buffer.c_type == SQL_C_WCHAR ? 2 : buffer.c_type == SQL_C_CHAR ? 1 : 0;
+  std::vector<std::uint8_t> whole(std::max(known_size + end, std::size_t{4096}));
+  std::size_t have = 0;
+  for (;;) {
+    SQLLEN size = 0;
+    const SQLRETURN code =
+        ::SQLGetData(statement_.handle(), number, buffer.c_type, whole.data() + have,
+                     static_cast<SQLLEN>(whole.size() - have), &size);
+    if (code == SQL_NO_DATA) break;
+    PV_RETURN_IF_ERROR(statement_.Check(code));
+    if (size == SQL_NULL_DATA) break;
+    const std::size_t room = whole.size() - have - end;
+    if (size != SQL_NO_TOTAL && static_cast<std::size_t>(size) <= room) {
+      have += static_cast<std::size_t>(size);
+      break;
+    }
+    // The rest comes with the next call.
+    have += room;
+    whole.resize(size == SQL_NO_TOTAL ? whole.size() * 2
+                                      : have + static_cast<std::size_t>(size) - room + end);
+  }
+  whole.resize(have);
+  return whole;
+}
+
+}  // namespace pv::adodb

@@ -1,0 +1,81 @@
+// A walk over a result, block by block, into buffers that are used again: so a result of any size
+// is read in constant memory.
+#ifndef PV_PROVIDERS_ADODB_BLOCK_READER_H_
+#define PV_PROVIDERS_ADODB_BLOCK_READER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "base/status.h"
+#include "providers/adodb/columns.h"
+#include "providers/adodb/session.h"
+#include "pvgroupman/automation/value.h"
+
+namespace pv::adodb {
+
+// Begins before the first row. What a value holds is decoded when it is asked for.
+//
+// Text and bytes of a length that no column description bounds are fetched up to kShortBytes; what
+// is longer is asked for again by itself. Drivers that can do so for the last row that they
+// fetched only (SQLite's), or do it wrongly for others, give such results one row at a time.
+class BlockReader {
+ public:
+  static constexpr std::size_t kMostRows = 256;
+  static constexpr std::size_t kMostBytes = std::size_t{1} << 20;
+  static constexpr std::size_t kShortBytes = 1024;
+
+  // Takes over a statement that was executed and gives rows. `skip` columns at its beginning are
+  // not shown.
+  static Result<std::unique_ptr<BlockReader>> Make(Statement statement,
+                                                   const std::vector<Column>* columns,
+                                                   std::size_t skip = 0);
+
+  // Moves to the next row; false behind the last. A failure is answered again and again: a walk
+  // that broke never looks like one that ended.
+  Result<bool> Next();
+
+  // A value of the current row.
+  Result<automation::Value> Get(std::size_t column);
+
+  // How many rows a block has.
+  std::size_t block_rows() const { return block_rows_; }
+  const Statement& statement() const { return statement_; }
+
+ private:
+  struct Buffer {
+    SQLSMALLINT c_type = SQL_C_DEFAULT;
+    std::size_t width = 0;  // bytes of one value
+    std::vector<std::uint8_t> data;
+    std::vector<SQLLEN> sizes;  // or SQL_NULL_DATA
+    std::vector<std::uint8_t> whole;
+    std::uint64_t whole_row = 0;  // of `rows_read_`
+  };
+  BlockReader(Statement statement, const std::vector<Column>* columns, std::size_t skip)
+      : statement_(std::move(statement)), columns_(columns), skip_(skip) {}
+  Status Bind();
+  Status Fetch();
+  // The whole of a value that is longer than its buffer, once for each row: drivers need not give
+  // it again.
+  Result<const std::vector<std::uint8_t>*> Whole(std::size_t column, SQLLEN size);
+  Result<std::vector<std::uint8_t>> FetchWhole(std::size_t column, std::size_t known_size);
+
+  Statement statement_;
+  const std::vector<Column>* columns_;
+  std::size_t skip_;
+  std::vector<Buffer> buffers_;
+  std::size_t block_rows_ = 1;
+  SQLULEN fetched_ = 0;
+  std::vector<SQLUSMALLINT> row_status_;
+  std::size_t row_ = 0;  // in the block, from 1; 0 before the first
+  std::uint64_t rows_read_ = 0;
+  bool at_end_ = false;
+  bool with_reports_ = false;
+  Status failure_;
+  Status row_failure_;
+};
+
+}  // namespace pv::adodb
+
+#endif  // PV_PROVIDERS_ADODB_BLOCK_READER_H_

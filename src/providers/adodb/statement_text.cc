@@ -1,0 +1,127 @@
+// Small looks at statements; nothing here parses SQL. Tested by statement_text_test.cc.
+#include "providers/adodb/statement_text.h"
+
+#include <algorithm>
+
+#include "base/text.h"
+
+namespace pv::adodb {
+namespace {
+
+constexpr const char* kBlanks = " \t\r\n";
+
+bool IsWordCharacter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+         c == '$' || static_cast<unsigned char>(c) >= 0x80;
+}
+
+// Passes over what begins with a quote at `pos`; the end of the text when it has no end.
+std::size_t EndOfQuoted(std::string_view sql, std::size_t pos) {
+  const char quote = sql[pos] == '[' ? ']' : sql[pos];
+  for (++pos; pos < sql.size(); ++pos) {
+    if (sql[pos] != quote) continue;
+    if (pos + 1 < sql.size() && sql[pos + 1] == quote) {
+      ++pos;
+      continue;
+    }
+    return pos + 1;
+  }
+  return sql.size();
+}
+
+// True for names divided by points, each a word or in quotes.
+bool IsName(std::string_view text) {
+  std::size_t pos = 0;
+  while (pos < text.size()) {
+    const std::size_t first = pos;
+    if (std::string_view("\"`[").find(text[pos]) != std::string_view::npos) {
+      pos = EndOfQuoted(text, pos);
+      const char close = text[first] == '[' ? ']' : text[first];
+      if (pos - first < 3 || text[pos - 1] != close) return false;
+    } else {
+      while (pos < text.size() && IsWordCharacter(text[pos])) ++pos;
+      if (pos == first) return false;
+    }
+    if (pos == text.size()) return true;
+    if (text[pos] != '.') return false;
+    ++pos;
+  }
+  return false;
+}
+
+std::string_view Trim(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+// The statement's first word.
+std::string_view FirstWord(std::string_view text) {
+  text = Trim(text);
+  std::size_t end = 0;
+  while (end < text.size() && IsWordCharacter(text[end])) ++end;
+  return text.substr(0, end);
+}
+
+}  // namespace
+
+std::string TableName(std::string_view name, const Session& session) {
+  name = Trim(name);
+  return IsName(name) ? std::string(name) : session.Quoted(name);
+}
+
+std::string WithoutBackQuotes(std::string_view sql) {
+  std::string result;
+  for (std::size_t pos = 0; pos < sql.size();) {
+    std::size_t end = pos + 1;
+    if (sql[pos] == '\'' || sql[pos] == '"') {
+      end = EndOfQuoted(sql, pos);
+    } else if (sql.substr(pos, 2) == "--") {
+      end = std::min(sql.find('\n', pos), sql.size());
+    } else if (sql.substr(pos, 2) == "/*") {
+      end = sql.find("*/", pos + 2);
+      end = end == std::string_view::npos ? sql.size() : end + 2;
+    } else if (sql[pos] == '`') {
+      end = EndOfQuoted(sql, pos);
+      if (end - pos >= 2 && sql[end - 1] == '`') {
+        const std::string_view inner = sql.substr(pos + 1, end - pos - 2);
+        result.push_back('"');
+        for (std::size_t i = 0; i < inner.size(); ++i) {
+          result.push_back(inner[i]);
+          if (inner[i] == '"') result.push_back('"');
+          if (inner[i] == '`') ++i;  // a doubled one
+        }
+        result.push_back('"');
+        pos = end;
+        continue;
+      }
+    }
+    result.append(sql.substr(pos, end - pos));
+    pos = end;
+  }
+  return result;
+}
+
+bool IsStatement(std::string_view text) {
+  text = Trim(text);
+  if (text.empty()) return false;
+  if (text[0] == '(' || text[0] == '{' || text.substr(0, 2) == "--" || text.substr(0, 2) == "/*") {
+    return true;
+  }
+  constexpr const char* kVerbs[] = {"select", "with",   "values",  "insert",  "update",  "delete",
+                                    "create", "drop",   "alter",   "show",    "explain", "pragma",
+                                    "call",   "exec",   "execute", "replace", "merge",   "truncate",
+                                    "grant",  "revoke", "set",     "table",   "begin",   "commit"};
+  const std::string_view word = FirstWord(text);
+  if (word.size() == text.size()) return false;  // one word alone is a name
+  return std::any_of(std::begin(kVerbs), std::end(kVerbs),
+                     [&](const char* verb) { return EqualsIgnoreCase(word, verb); });
+}
+
+bool IsPlainQuery(std::string_view text) {
+  const std::string_view word = FirstWord(text);
+  return (EqualsIgnoreCase(word, "select") || EqualsIgnoreCase(word, "with")) &&
+         text.find(';') == std::string_view::npos;
+}
+
+}  // namespace pv::adodb
