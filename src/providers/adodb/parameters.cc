@@ -132,7 +132,12 @@ Status Parameters::Add(const Column& column, const std::vector<const Value*>& va
     array.sizes.push_back(static_cast<SQLLEN>(packed[i].size()));
     array.width = std::max(array.width, packed[i].size());
   }
-  array.width = std::max<std::size_t>((array.width + 15) / 8 * 8, 16);  // room for an end
+  // Values of fixed types follow each other closely; others have room for an end.
+  if (array.c_type == SQL_C_CHAR || array.c_type == SQL_C_WCHAR || array.c_type == SQL_C_BINARY) {
+    array.width = array.width / 8 * 8 + 8;
+  } else if (array.width == 0) {
+    array.width = sizeof(SQL_TIMESTAMP_STRUCT);  // nothing but nulls
+  }
   array.data.resize(array.width * values.size());
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (packed[i].empty()) continue;

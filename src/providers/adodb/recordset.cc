@@ -157,7 +157,10 @@ std::int64_t Recordset::OpenOn(const Ref<Connection>& connection, const std::str
     session_->AddUser(this);
     open_ = true;
     lock_obtained_ = kReadOnly;
-    if (lock_type != kReadOnly) {
+    // SQLite's driver does not tell which columns stand behind other names.
+    const bool names_known =
+        dialect != Dialect::kSqlite || !table_.empty() || HasPlainColumns(sql_);
+    if (lock_type != kReadOnly && names_known) {
       // A result that cannot be changed is opened to be read.
       Result<std::unique_ptr<TableEditor>> editor = TableEditor::Make(session_, &columns_, table_);
       if (editor.ok()) {

@@ -128,7 +128,26 @@ void Session::Close() {
   Disconnect();
 }
 
+Status Session::Run(const char* sql) {
+  SQLHSTMT statement = SQL_NULL_HSTMT;
+  if (Failed(::SQLAllocHandle(SQL_HANDLE_STMT, connection_, &statement))) {
+    return Fail(SQL_HANDLE_DBC, connection_);
+  }
+  WideText text(sql);
+  Status status;
+  if (Failed(::SQLExecDirectW(statement, text.data(), text.size()))) {
+    status = Fail(SQL_HANDLE_STMT, statement);
+  }
+  ::SQLFreeHandle(SQL_HANDLE_STMT, statement);
+  return status;
+}
+
 Status Session::Begin() {
+  if (dialect_ == Dialect::kSqlite) {
+    PV_RETURN_IF_ERROR(Run("BEGIN"));
+    in_transaction_ = true;
+    return Status::Ok();
+  }
   const SQLRETURN code = ::SQLSetConnectAttrW(connection_, SQL_ATTR_AUTOCOMMIT,
                                               AsPointer(SQL_AUTOCOMMIT_OFF), SQL_IS_UINTEGER);
   if (Failed(code)) return Fail(SQL_HANDLE_DBC, connection_);
@@ -137,6 +156,12 @@ Status Session::Begin() {
 }
 
 Status Session::End(bool commit) {
+  if (dialect_ == Dialect::kSqlite) {
+    Status ended = Run(commit ? "COMMIT" : "ROLLBACK");
+    if (commit && !ended.ok()) (void)Run("ROLLBACK").ok();
+    in_transaction_ = false;
+    return ended;
+  }
   Status status;
   const SQLRETURN code =
       ::SQLEndTran(SQL_HANDLE_DBC, connection_, commit ? SQL_COMMIT : SQL_ROLLBACK);

@@ -81,6 +81,9 @@ class Session {
   Session() = default;
   Status Open(const ConnectionString& settings, std::int32_t timeout);
   void Disconnect();
+  // SQLite's driver ends every walk of the connection, as if there were no more rows, when its own
+  // transactions end; those that statements begin and end leave walks alone.
+  Status Run(const char* sql);
   std::string Info(SQLUSMALLINT what);
 
   SQLHENV environment_ = SQL_NULL_HENV;

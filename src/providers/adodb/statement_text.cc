@@ -118,6 +118,37 @@ bool IsStatement(std::string_view text) {
                      [&](const char* verb) { return EqualsIgnoreCase(word, verb); });
 }
 
+bool HasPlainColumns(std::string_view sql) {
+  sql = Trim(sql);
+  if (!EqualsIgnoreCase(FirstWord(sql), "select")) return false;
+  std::size_t pos = 6;
+  const auto skip = [&] {
+    while (pos < sql.size() && std::string_view(kBlanks).find(sql[pos]) != std::string_view::npos)
+      ++pos;
+  };
+  for (;;) {
+    skip();
+    // One column: words, quoted names and "*" with points between them.
+    const std::size_t first = pos;
+    while (pos < sql.size()) {
+      if (std::string_view("\"`[").find(sql[pos]) != std::string_view::npos) {
+        pos = EndOfQuoted(sql, pos);
+      } else if (IsWordCharacter(sql[pos]) || sql[pos] == '*' || sql[pos] == '.') {
+        ++pos;
+      } else {
+        break;
+      }
+    }
+    if (pos == first) return false;
+    skip();
+    if (pos < sql.size() && sql[pos] == ',') {
+      ++pos;
+      continue;
+    }
+    return EqualsIgnoreCase(FirstWord(sql.substr(pos)), "from");
+  }
+}
+
 bool IsPlainQuery(std::string_view text) {
   const std::string_view word = FirstWord(text);
   return (EqualsIgnoreCase(word, "select") || EqualsIgnoreCase(word, "with")) &&

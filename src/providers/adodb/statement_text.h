@@ -20,6 +20,9 @@ std::string WithoutBackQuotes(std::string_view sql);
 // True when the text begins as a statement does, so that it names no table.
 bool IsStatement(std::string_view text);
 
+// True for a query whose columns are "*" or plain names, so that each has its own name.
+bool HasPlainColumns(std::string_view sql);
+
 // True when the statement only reads, so that it can stand inside another one.
 bool IsPlainQuery(std::string_view text);
 

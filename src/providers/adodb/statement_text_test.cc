@@ -1,0 +1,47 @@
+#include "providers/adodb/statement_text.h"
+
+#include <gtest/gtest.h>
+
+namespace pv::adodb {
+namespace {
+
+TEST(StatementText, BackQuotesBecomeDoubleQuotes) {
+  EXPECT_EQ(WithoutBackQuotes("select `First Name` from t"), "select \"First Name\" from t");
+  EXPECT_EQ(WithoutBackQuotes("`a\"b``c`"), "\"a\"\"b`c\"");
+  for (const char* same : {"select '`x`' from t", "\"`\" = 1", "-- `x`\n1", "/* `x` */ 1", "a ` b",
+                           "'it''s `x`'", "", "/* `x`", "'`x`"}) {
+    EXPECT_EQ(WithoutBackQuotes(same), same);
+  }
+  EXPECT_EQ(WithoutBackQuotes("'a' `b` \"c\" `d`"), "'a' \"b\" \"c\" \"d\"");
+}
+
+TEST(StatementText, StatementsAndNames) {
+  for (const char* statement :
+       {"select 1", " SELECT\n* from t", "with x as (select 1) select 2", "(select 1)", "{call f}",
+        "-- c\nselect 1", "insert into t values (1)", "delete from t", "values (1)"}) {
+    EXPECT_TRUE(IsStatement(statement)) << statement;
+  }
+  for (const char* name :
+       {"customers", "my table", "select", "\"select x\"", "", "  ", "selected x"}) {
+    EXPECT_FALSE(IsStatement(name)) << name;
+  }
+  EXPECT_TRUE(IsPlainQuery(" select * from t"));
+  EXPECT_TRUE(IsPlainQuery("WITH a as (select 1) select * from a"));
+  EXPECT_FALSE(IsPlainQuery("show tables"));
+  EXPECT_FALSE(IsPlainQuery("select 1; select 2"));
+}
+
+TEST(StatementText, PlainColumns) {
+  for (const char* plain :
+       {"select * from t", "SELECT a,b , \"c d\",t.e FROM t", "select t.* from t"}) {
+    EXPECT_TRUE(HasPlainColumns(plain)) << plain;
+  }
+  for (const char* other :
+       {"select a as b from t", "select a b from t", "select a+1 from t", "select count(*) from t",
+        "select", "select a", "show tables", "select distinct a from t", "select a, from t"}) {
+    EXPECT_FALSE(HasPlainColumns(other)) << other;
+  }
+}
+
+}  // namespace
+}  // namespace pv::adodb
