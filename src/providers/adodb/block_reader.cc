@@ -38,6 +38,11 @@ Value IntegerOfDigits(std::string_view digits) {
   return Value(std::string(digits));
 }
 
+// Bytes of the zero that a driver writes behind text.
+std::size_t EndBytes(SQLSMALLINT c_type) {
+  return c_type == SQL_C_WCHAR ? sizeof(SQLWCHAR) : c_type == SQL_C_CHAR ? 1 : 0;
+}
+
 // Bytes of a value whose length the column bounds; 0 when it does not.
 std::size_t BoundOf(const Column& column, Dialect dialect) {
   if (column.is_long || column.size == 0 || dialect == Dialect::kSqlite) return 0;
@@ -99,7 +104,11 @@ Status BlockReader::Bind() {
         buffer.width = bound != 0 && (bound <= kShortBytes || !session.can_reread_blocks())
                            ? bound
                            : kShortBytes;
-        if (bound == 0 && !session.can_reread_blocks()) one_by_one = true;
+        if (bound == 0 && !session.can_reread_blocks()) {
+          one_by_one = true;
+          // Of values cut at their buffer's end other drivers need not tell the length.
+          buffer.bound = session.dialect() == Dialect::kSqlite;
+        }
         break;
       }
     }
@@ -118,6 +127,7 @@ Status BlockReader::Bind() {
     Buffer& buffer = buffers_[i];
     buffer.data.resize(buffer.width * block_rows_);
     buffer.sizes.resize(block_rows_);
+    if (!buffer.bound) continue;
     PV_RETURN_IF_ERROR(statement_.Check(
         ::SQLBindCol(statement_.handle(), static_cast<SQLUSMALLINT>(i + 1 + skip_), buffer.c_type,
                      buffer.data.data(), static_cast<SQLLEN>(buffer.width), buffer.sizes.data())));
@@ -172,7 +182,7 @@ Result<Value> BlockReader::Get(std::size_t column) {
   const Buffer& buffer = buffers_[column];
   const std::uint8_t* data = buffer.data.data() + buffer.width * (row_ - 1);
   const SQLLEN size = buffer.sizes[row_ - 1];
-  if (size == SQL_NULL_DATA) return Value::Null();
+  if (buffer.bound && size == SQL_NULL_DATA) return Value::Null();
   switch (buffer.c_type) {
     case SQL_C_SLONG:
       return Value(Load<std::int32_t>(data));
@@ -203,12 +213,12 @@ Result<Value> BlockReader::Get(std::size_t column) {
     default:
       break;
   }
-  const std::size_t end = buffer.c_type == SQL_C_WCHAR ? 2 : buffer.c_type == SQL_C_CHAR ? 1 : 0;
   std::size_t bytes = static_cast<std::size_t>(size);
-  if (size == SQL_NO_TOTAL || bytes + end > buffer.width) {
-    PV_ASSIGN_OR_RETURN(const std::vector<std::uint8_t>* whole, Whole(column, size));
-    data = whole->data();
-    bytes = whole->size();
+  if (!buffer.bound || size == SQL_NO_TOTAL || bytes + EndBytes(buffer.c_type) > buffer.width) {
+    PV_RETURN_IF_ERROR(FetchWhole(column, buffer.bound ? size : 0));
+    if (buffer.whole_is_null) return Value::Null();
+    data = buffer.whole.data();
+    bytes = buffer.whole.size();
   }
   if (buffer.c_type == SQL_C_BINARY) return Value(automation::Bytes(data, data + bytes));
   if (buffer.c_type == SQL_C_WCHAR) {
@@ -220,19 +230,9 @@ Result<Value> BlockReader::Get(std::size_t column) {
                                                     : DecimalValue(digits);
 }
 
-Result<const std::vector<std::uint8_t>*> BlockReader::Whole(std::size_t column, SQLLEN size) {
+Status BlockReader::FetchWhole(std::size_t column, SQLLEN known_size) {
   Buffer& buffer = buffers_[column];
-  if (buffer.whole_row != rows_read_) {
-    const std::size_t known = size == SQL_NO_TOTAL ? 0 : static_cast<std::size_t>(size);
-    PV_ASSIGN_OR_RETURN(buffer.whole, FetchWhole(column, known));
-    buffer.whole_row = rows_read_;
-  }
-  return &buffer.whole;
-}
-
-Result<std::vector<std::uint8_t>> BlockReader::FetchWhole(std::size_t column,
-                                                          std::size_t known_size) {
-  const Buffer& buffer = buffers_[column];
+  if (buffer.whole_row == rows_read_) return Status::Ok();
   const auto number = static_cast<SQLUSMALLINT>(column + 1 + skip_);
   if (block_rows_ > 1) {
     if (!statement_.session()->can_reread_blocks()) {
@@ -243,8 +243,11 @@ Result<std::vector<std::uint8_t>> BlockReader::FetchWhole(std::size_t column,
     PV_RETURN_IF_ERROR(
         statement_.Check(::SQLSetPos(statement_.handle(), row_, SQL_POSITION, SQL_LOCK_NO_CHANGE)));
   }
-  const std::size_t end = buffer.c_type == SQL_C_WCHAR ? 2 : buffer.c_type == SQL_C_CHAR ? 1 : 0;
-  std::vector<std::uint8_t> whole(std::max(known_size + end, std::size_t{4096}));
+  const std::size_t end = EndBytes(buffer.c_type);
+  const std::size_t known = known_size > 0 ? static_cast<std::size_t>(known_size) : 0;
+  std::vector<std::uint8_t>& whole = buffer.whole;
+  whole.resize(std::max(known + end, std::size_t{4096}));
+  buffer.whole_is_null = false;
   std::size_t have = 0;
   for (;;) {
     SQLLEN size = 0;
@@ -253,7 +256,10 @@ Result<std::vector<std::uint8_t>> BlockReader::FetchWhole(std::size_t column,
                      static_cast<SQLLEN>(whole.size() - have), &size);
     if (code == SQL_NO_DATA) break;
     PV_RETURN_IF_ERROR(statement_.Check(code));
-    if (size == SQL_NULL_DATA) break;
+    if (size == SQL_NULL_DATA) {
+      buffer.whole_is_null = true;
+      break;
+    }
     const std::size_t room = whole.size() - have - end;
     if (size != SQL_NO_TOTAL && static_cast<std::size_t>(size) <= room) {
       have += static_cast<std::size_t>(size);
@@ -265,7 +271,8 @@ Result<std::vector<std::uint8_t>> BlockReader::FetchWhole(std::size_t column,
                                       : have + static_cast<std::size_t>(size) - room + end);
   }
   whole.resize(have);
-  return whole;
+  buffer.whole_row = rows_read_;
+  return Status::Ok();
 }
 
 }  // namespace pv::adodb

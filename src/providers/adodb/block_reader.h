@@ -19,7 +19,8 @@ namespace pv::adodb {
 //
 // Text and bytes of a length that no column description bounds are fetched up to kShortBytes; what
 // is longer is asked for again by itself. Drivers that can do so for the last row that they
-// fetched only (SQLite's), or do it wrongly for others, give such results one row at a time.
+// fetched only (SQLite's), or do it wrongly for others (MariaDB's), give such results one row at a
+// time.
 class BlockReader {
  public:
   static constexpr std::size_t kMostRows = 256;
@@ -49,17 +50,18 @@ class BlockReader {
     std::size_t width = 0;  // bytes of one value
     std::vector<std::uint8_t> data;
     std::vector<SQLLEN> sizes;  // or SQL_NULL_DATA
+    bool bound = true;
     std::vector<std::uint8_t> whole;
+    bool whole_is_null = false;
     std::uint64_t whole_row = 0;  // of `rows_read_`
   };
   BlockReader(Statement statement, const std::vector<Column>* columns, std::size_t skip)
       : statement_(std::move(statement)), columns_(columns), skip_(skip) {}
   Status Bind();
   Status Fetch();
-  // The whole of a value that is longer than its buffer, once for each row: drivers need not give
-  // it again.
-  Result<const std::vector<std::uint8_t>*> Whole(std::size_t column, SQLLEN size);
-  Result<std::vector<std::uint8_t>> FetchWhole(std::size_t column, std::size_t known_size);
+  // Fetches the whole of a value that is longer than its buffer or has none, once for each row:
+  // drivers need not give it again.
+  Status FetchWhole(std::size_t column, SQLLEN known_size);
 
   Statement statement_;
   const std::vector<Column>* columns_;
