@@ -39,7 +39,7 @@ constexpr const char* kOpen = "CAddressBookSource::OpenAddressBookSource";
 
 Ref<Recipients> OpenById(const std::string& folder, const char* file, Ref<Database>* database) {
   *database = MakeObject<Database>();
-  return (*database)->OpenTable(folder, file, std::nullopt, "ID");
+  return tablestore::OpenSettingsTable(*database, folder, file, "ID");
 }
 
 // The first row of an ID. An ID that is wider than the field is no row's: the key would be cut.

@@ -159,7 +159,7 @@ Value CADOGroupProperties::OpenADOGroupProperties(const std::string& ID) {
       Raise(kErrBlankId, tablestore::kTextBlankId);
     }
     const auto database = MakeObject<Database>();
-    const Ref<Recipients> rows = database->OpenTable(Folder(), kStore, std::nullopt, "ID");
+    const Ref<Recipients> rows = tablestore::OpenSettingsTable(database, Folder(), kStore, "ID");
     if (!SeekId(rows, id)) Raise(kErrNoSuchDefinition, tablestore::kTextNoSuchDefinition);
     filter_method_ = tablestore::FieldOf(rows, "FilterMeth").ToI2();
     table_ = Stored(rows, "Table");
@@ -186,7 +186,7 @@ bool CADOGroupProperties::SaveADOGroupProperties() {
     if (!StoreExists()) CreateADOGroupStore();
     if (!SaveFilters()) Raise(kErrCannotSave, tablestore::kTextCannotSave);
     const auto database = MakeObject<Database>();
-    const Ref<Recipients> rows = database->OpenTable(Folder(), kStore, std::nullopt, "ID");
+    const Ref<Recipients> rows = tablestore::OpenSettingsTable(database, Folder(), kStore, "ID");
     if (!SeekId(rows, id_)) rows->AddNew();
     SetField(rows, "ID", id_);
     SetField(rows, "FilterMeth", std::int32_t{filter_method_});
@@ -209,7 +209,7 @@ Value CADOGroupProperties::DeleteADOGroupProperties(const std::string& sId) {
     const std::string filters = FilterFile(id);
     if (StoreExists()) {
       const auto database = MakeObject<Database>();
-      const Ref<Recipients> rows = database->OpenTable(Folder(), kStore, std::nullopt, "ID");
+      const Ref<Recipients> rows = tablestore::OpenSettingsTable(database, Folder(), kStore, "ID");
       if (SeekId(rows, id)) rows->Delete();
       rows->CloseTable();
       tablestore::CompactSettingsTable(database, Folder(), kStore);

@@ -29,7 +29,7 @@ std::int32_t NumberOf(const Ref<Recipients>& rows, const char* field) {
 
 Ref<Recipients> OpenById(const Ref<Database>& database, const std::string& folder,
                          const char* file) {
-  return database->OpenTable(folder, file, std::nullopt, "ID");
+  return tablestore::OpenSettingsTable(database, folder, file, "ID");
 }
 
 }  // namespace
