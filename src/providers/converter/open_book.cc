@@ -6,6 +6,9 @@
 
 #include "base/text.h"
 #include "platform/system.h"
+#ifdef PV_WITH_LDAP
+#include "providers/converter/readers/directory_book.h"
+#endif
 #include "providers/converter/readers/eudora_book.h"
 #include "providers/converter/readers/ldif_book.h"
 #include "providers/converter/readers/mab_book.h"
@@ -92,6 +95,13 @@ OpenedBook Opera(const std::string& location, const Access&) {
       });
 }
 
+#ifdef PV_WITH_LDAP
+constexpr Format kGal = {"GAL", "Global address list (LDAP directory)", &DirectoryAvailable,
+                         &OpenDirectory};
+#else
+constexpr Format kGal = {"GAL", "Global address list (LDAP directory)", &NotBuilt, nullptr};
+#endif
+
 #ifdef PV_WITH_PST
 OpenedBook Pst(const std::string& location, const Access&) {
   return OpenEach(
@@ -168,7 +178,7 @@ constexpr Format kFormats[] = {
     {"EUD", "Eudora nicknames", &Always, &Eudora},
     {"MAPI", "MAPI address book", &NeedsItsProgram, nullptr},
     {"DEFM", "Default MAPI address book", &NeedsItsProgram, nullptr},
-    {"GAL", "Global address list (LDAP directory)", &NeedsALibrary, nullptr},
+    kGal,
     {"GW", "GroupWise address book", &NeedsItsProgram, nullptr},
     {"LDIF", "LDIF file", &Always, &Ldif},
     {"NSF", "Lotus Notes address book", &NeedsItsProgram, nullptr},

@@ -1,0 +1,149 @@
+// People and groups of a real directory server. Run by run_directory.py, which starts one.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+#include "providers/converter/book_fixture_test.h"
+
+namespace pv::converter {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+class DirectoryTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    const char* const place = std::getenv("PV_DIRECTORY");
+    if (place == nullptr) GTEST_SKIP() << "PV_DIRECTORY names no server; see run_directory.py";
+    place_ = place;
+    people_ = static_cast<std::uint32_t>(std::atoi(std::getenv("PV_DIRECTORY_PEOPLE")));
+  }
+
+  // The URL with what follows the base: "?attributes?scope?filter?extensions".
+  std::string Url(const std::string& more) const { return "ldap://" + place_ + more; }
+
+  static std::unique_ptr<Roster> Open(const std::string& url, const Access& access = {}) {
+    auto book = FindFormat("GAL")->open(url, access);
+    EXPECT_TRUE(book.ok()) << book.status().message();
+    if (!book.ok()) return nullptr;
+    auto roster = Roster::Make(std::move(*book));
+    EXPECT_TRUE(roster.ok()) << roster.status().message();
+    return std::move(*roster);
+  }
+
+  static Status Failure(const std::string& url, const Access& access = {}) {
+    return FindFormat("GAL")->open(url, access).status();
+  }
+
+  std::string place_;
+  std::uint32_t people_ = 0;
+};
+
+constexpr const char* kPlain = "????x-tls=off";
+
+long ResidentKilobytes() {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    long value = 0;
+    if (word == "VmRSS:" && status >> value) return value;
+  }
+  return 0;
+}
+
+TEST_F(DirectoryTest, EverybodyIsReadPageByPage) {
+  const long before = ResidentKilobytes();
+  const auto roster = Open(Url(kPlain));
+  ASSERT_NE(roster, nullptr);
+  EXPECT_EQ(roster->own_count(), people_);
+  Contact contact;
+  for (std::uint32_t i = 0; i < roster->own_count(); ++i) {
+    ASSERT_TRUE(roster->Read(i, &contact).ok());
+    const std::string number = std::to_string(i);
+    ASSERT_EQ(contact.Text(kDisplayName), "Shown " + number);
+    ASSERT_EQ(contact.Text(kEmail), "u" + number + "@example.org");
+    ASSERT_EQ(contact.Text(kGivenName), "Pérsön");
+    ASSERT_EQ(contact.Find(kBusinessPhone), nullptr);  // nobody may see it
+  }
+#ifndef __SANITIZE_ADDRESS__
+  // The lists of a tenth of them are held, and eight bytes a contact.
+  EXPECT_LT(ResidentKilobytes() - before, 16'000 + static_cast<long>(people_) / 8);
+#endif
+}
+
+TEST_F(DirectoryTest, GroupsAreLists) {
+  const auto roster = Open(Url(kPlain));
+  ASSERT_EQ(roster->lists().size(), 3U);
+  const auto tenth = MembersOf(roster.get(), "Tenth");
+  EXPECT_EQ(tenth.size(), (people_ + 9) / 10);
+  EXPECT_EQ(tenth[1], "u10@example.org");
+  // Themselves and lists inside lists are followed once; who is not there is known by name.
+  EXPECT_EQ(MembersOf(roster.get(), "Ring").size(), tenth.size() + 1);
+  EXPECT_EQ(ReadContact(roster.get(), people_).Text(kDisplayName), "Gone");
+  EXPECT_EQ(MembersOf(roster.get(), "Boss, The"), Texts{"u1@example.org"});
+}
+
+TEST_F(DirectoryTest, ScopeAndFilterAreTheUrls) {
+  EXPECT_EQ(Everybody(Open(Url("?"
+                               "?"
+                               "?"
+                               "(uid=u7)?x-tls=off"))
+                          .get()),
+            Texts{"u7@example.org"});
+  EXPECT_EQ(Open(Url("??one?"
+                     "(uid=u7)?x-tls=off"))
+                ->count(),
+            0U);
+}
+
+TEST_F(DirectoryTest, WhoAsksWithAPasswordSeesMore) {
+  const std::string url =
+      Url("?"
+          "?"
+          "?"
+          "(uid=u7)?x-tls=off,bindname=cn=admin%2Cdc=example%2Cdc=org");
+  Access access;
+  access.password = "secret";
+  const auto roster = Open(url, access);
+  EXPECT_EQ(ReadContact(roster.get(), 0).Text(kBusinessPhone), "7");
+  ::setenv("PVGROUP_LDAP_PASSWORD", "secret", 1);
+  EXPECT_EQ(ReadContact(Open(url).get(), 0).Text(kBusinessPhone), "7");
+  ::unsetenv("PVGROUP_LDAP_PASSWORD");
+  const Status none = Failure(url);
+  EXPECT_EQ(none.code(), StatusCode::kDenied);
+  EXPECT_NE(none.message().find("PVGROUP_LDAP_PASSWORD"), std::string::npos) << none.message();
+  access.password = "wrong";
+  EXPECT_EQ(Failure(url, access).code(), StatusCode::kDenied);
+}
+
+TEST_F(DirectoryTest, WithoutTlsNothingIsReadUnlessTheUrlSaysSo) {
+  // Nobody has vouched for the server's certificate here.
+  const Status status = Failure(Url(""));
+  EXPECT_FALSE(status.ok());
+  EXPECT_NE(status.message().find("cannot begin TLS"), std::string::npos) << status.message();
+}
+
+TEST_F(DirectoryTest, TrustedServersAreReadWithTls) {
+  EXPECT_EQ(Open(Url(""))->own_count(), people_);
+}
+
+TEST_F(DirectoryTest, ErrorsNameTheUrl) {
+  for (const std::string& url : {std::string("/home/book"), std::string("http://localhost/"),
+                                 "ldap://" + place_ + "????x-odd=1", std::string("ldapi:///")}) {
+    const Status status = Failure(url);
+    EXPECT_EQ(status.code(), StatusCode::kInvalid) << url;
+    EXPECT_TRUE(status.message().starts_with(url)) << status.message();
+  }
+  EXPECT_EQ(Failure("ldap://localhost:1/dc=x????x-tls=off").code(), StatusCode::kIoError);
+  EXPECT_EQ(
+      Failure("ldap://" + place_.substr(0, place_.find('/')) + "/dc=none????x-tls=off").code(),
+      StatusCode::kNotFound);
+  Access access;
+  access.password = "secret";
+  const Status sent = Failure("ldap://192.0.2.1/dc=x????x-tls=off,bindname=cn=a", access);
+  EXPECT_EQ(sent.code(), StatusCode::kDenied) << sent.message();
+}
+
+}  // namespace
+}  // namespace pv::converter
