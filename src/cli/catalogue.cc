@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "base/text.h"
+#include "cli/address_books.h"
 #include "cli/address_tag.h"
 #include "cli/failure.h"
 #include "groups/group_id.h"
@@ -176,6 +177,7 @@ void Catalogue::Delete(const GroupEntry& entry) {
       }
     }
     groups_->DeleteGroup(entry.id);
+    if (entry.type == groups::GroupType::kAddressBook) RemoveSettings(*this, entry);
   });
 }
 

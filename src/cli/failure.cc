@@ -12,6 +12,9 @@ constexpr std::int32_t kGroupOpen = 2407;
 constexpr std::int32_t kGroupGone = 2409;
 constexpr std::int32_t kInvalidArgument = 5;
 
+// The converter's, for an address book that contradicts its format.
+constexpr std::int32_t kBookDamaged = 321;
+
 }  // namespace
 
 ExitCode ExitCodeOf(const Status& status) {
@@ -54,6 +57,7 @@ ExitCode ExitCodeOf(std::int32_t number) {
     case engine::kErrIndexDamaged:
     case engine::kErrMemoDamaged:
     case engine::kErrMemoMissing:
+    case kBookDamaged:
       return kDamaged;
     case engine::kErrFileExists:
     case engine::kErrTagLimit:

@@ -26,6 +26,7 @@ TEST(ExitCodeOf, SortsNumbers) {
   EXPECT_EQ(ExitCodeOf(engine::kErrIndexDamaged), kDamaged);
   EXPECT_EQ(ExitCodeOf(2409), kUnavailable);
   EXPECT_EQ(ExitCodeOf(2407), kLocked);
+  EXPECT_EQ(ExitCodeOf(321), kDamaged);
 }
 
 TEST(Check, ThrowsTheMessage) {

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "base/text.h"
+#include "cli/address_books.h"
 #include "cli/catalogue.h"
 #include "cli/import_options.h"
 #include "cli/output_stream.h"
@@ -126,6 +127,7 @@ ExitCode Compact(const std::string& group) {
 
 std::uint64_t CountOf(const Catalogue& catalogue, const GroupEntry& entry, bool all) {
   if (entry.type == groups::GroupType::kAdoRecordset) return SqlGroup(entry).Count();
+  if (entry.type == groups::GroupType::kAddressBook) return CountContacts(entry);
   const Session session;
   Table table(session, catalogue.GetNative(entry.id).table_path(), Access::kShared);
   const std::int64_t count =

@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "base/text.h"
+#include "cli/address_books.h"
 #include "cli/address_tag.h"
 #include "cli/data_sources.h"
 #include "cli/failure.h"
@@ -185,7 +186,12 @@ OpenedGroup::OpenedGroup(const Catalogue& catalogue, const GroupEntry& entry,
       cursor_ = sql_->Rows();
       return;
     case groups::GroupType::kAddressBook:
-      throw Failure(kUnavailable, "group \"" + entry.name + "\" is an address book");
+      if (options.deleted) {
+        throw Failure(kUsage, "group \"" + entry.name +
+                                  "\" is an address book, where nothing is only marked deleted");
+      }
+      cursor_ = OpenContacts(entry);
+      return;
   }
   throw Failure(kUnavailable, "group \"" + entry.name + "\" is of an unknown kind");
 }

@@ -120,6 +120,7 @@ int RunCommandLine(int argc, char** argv) {
   AddExportVerb(&app, &common, &action);
   AddCheckVerbs(&app, &common, &action);
   AddRepairVerb(&app, &common, &action);
+  AddBookVerbs(&app, &common, &action);
   AddTableVerbs(&app, &common, &action);
   AddTraceVerb(&app, &common, &action);
   // For tools/make-cli-reference; shown in no help.

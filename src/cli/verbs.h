@@ -33,6 +33,7 @@ void AddRecordVerbs(CLI::App* app, CommonOptions* common, Action* action);
 void AddEditVerbs(CLI::App* app, CommonOptions* common, Action* action);
 void AddExportVerb(CLI::App* app, CommonOptions* common, Action* action);
 void AddRepairVerb(CLI::App* app, CommonOptions* common, Action* action);
+void AddBookVerbs(CLI::App* app, CommonOptions* common, Action* action);
 void AddTableVerbs(CLI::App* app, CommonOptions* common, Action* action);
 void AddTraceVerb(CLI::App* app, CommonOptions* common, Action* action);
 

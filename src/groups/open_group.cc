@@ -2,6 +2,7 @@
 #include <exception>
 
 #include "base/text.h"
+#include "groups/address_book_group.h"
 #include "groups/ado_group.h"
 #include "groups/catalogue.h"
 #include "groups/labelled.h"
@@ -21,13 +22,6 @@ using automation::Ref;
 using automation::Value;
 
 namespace {
-
-[[noreturn]] void RaiseNotAvailable(const char* kind) {
-  throw automation::Error(
-      automation::kErrCannotCreate, {},
-      std::string(automation::StandardDescription(automation::kErrCannotCreate)) + ": " + kind +
-          " groups are not available yet");
-}
 
 PVGroupFieldType TypeOfLetter(char letter) {
   switch (letter) {
@@ -93,7 +87,8 @@ Ref<Object> Groups::OpenGroup(const std::string& ID) {
         OpenAdoGroup(*entry);
         break;
       case GroupType::kAddressBook:
-        RaiseNotAvailable("address-book");
+        OpenAddressBookGroup(*entry);
+        break;
     }
     open_id_ = ID;
     open_type_ = entry->GetPvGroupType();
@@ -112,6 +107,17 @@ void Groups::OpenAdoGroup(const GroupLink& entry) {
   OpenAdoRecordset(recordset, connection, *data_source_, ado_properties_.get());
   db_ = connection;
   tb_ = recordset;
+}
+
+void Groups::OpenAddressBookGroup(const GroupLink& entry) {
+  const Ref<Object> book = CreateObject("PVGroupMan.AddressBook");
+  // Catalogues of other makers may name the source as the group's properties.
+  const bool as_source = !TrimBlanks(entry.GetDataSourceId()).empty();
+  const std::string id = as_source ? entry.GetDataSourceId() : entry.GetPropertiesId();
+  Ref<Object> contacts = CreateObject("PVGroupMan.AddressBookContacts");
+  contacts = CallMember(book, "OpenAddressBook", {id}).ToObject();
+  db_ = book;
+  tb_ = contacts;
 }
 
 void Groups::CloseGroup() {
@@ -186,7 +192,8 @@ bool Groups::GetGroupFieldTypes() {
         break;
       }
       case GroupType::kAddressBook:
-        RaiseNotAvailable("address-book");
+        AddContactFields(tb_, types.get());
+        break;
     }
     return true;
   });

@@ -93,13 +93,6 @@ TEST_F(OpenGroupTest, IdThatNamesOtherFilesIsRefused) {
   }
 }
 
-TEST_F(OpenGroupTest, AddressBookGroupsSayThatTheyCannotBeOpened) {
-  groups_->AddGroup("ID2", "B", GroupType::kAddressBook, "", "", "");
-  ExpectError(ErrorFrom([&] { groups_->OpenGroup("ID2"); }), 429, "Groups::OpenGroup",
-              "ActiveX component can't create object: address-book groups are not available yet");
-  EXPECT_FALSE(groups_->GetIsGroupOpen());
-}
-
 TEST_F(OpenGroupTest, SecondGroupReplacesTheFirst) {
   const std::string first = AddNative(groups_, "A");
   const std::string second = AddNative(groups_, "B");

@@ -1,6 +1,10 @@
 // The public classes. Tested by class_list_test.cc.
 #include "server/class_list.h"
 
+#include "pvgroupman/addressbook/ab_fields.h"
+#include "pvgroupman/addressbook/address_book.h"
+#include "pvgroupman/addressbook/address_book_contacts.h"
+#include "pvgroupman/addressbook/address_book_source.h"
 #include "pvgroupman/ado/ado_group_properties.h"
 #include "pvgroupman/ado/data_source.h"
 #include "pvgroupman/ado/data_sources.h"
@@ -27,16 +31,31 @@ constexpr PublicClass Entry() {
 }
 
 constexpr PublicClass kClasses[] = {
-    Entry<groups::Groups>(),         Entry<support::Settings>(),
-    Entry<tablestore::Database>(),   Entry<tablestore::Recipients>(),
-    Entry<tablestore::Field>(),      Entry<tablestore::Fields>(),
-    Entry<tablestore::FieldDef>(),   Entry<tablestore::FieldDefs>(),
-    Entry<tablestore::IndexDef>(),   Entry<tablestore::IndexDefs>(),
-    Entry<groups::GroupLink>(),      Entry<groups::GroupLinks>(),
-    Entry<groups::GroupFieldType>(), Entry<groups::GroupFieldTypes>(),
-    Entry<support::cRegistry>(),     Entry<ado::CDataSource>(),
-    Entry<ado::CDataSources>(),      Entry<ado::CADOGroupProperties>(),
-    Entry<ado::CFilter>(),           Entry<ado::CFilters>(),
+    Entry<groups::Groups>(),
+    Entry<support::Settings>(),
+    Entry<tablestore::Database>(),
+    Entry<tablestore::Recipients>(),
+    Entry<tablestore::Field>(),
+    Entry<tablestore::Fields>(),
+    Entry<tablestore::FieldDef>(),
+    Entry<tablestore::FieldDefs>(),
+    Entry<tablestore::IndexDef>(),
+    Entry<tablestore::IndexDefs>(),
+    Entry<groups::GroupLink>(),
+    Entry<groups::GroupLinks>(),
+    Entry<groups::GroupFieldType>(),
+    Entry<groups::GroupFieldTypes>(),
+    Entry<support::cRegistry>(),
+    Entry<ado::CDataSource>(),
+    Entry<ado::CDataSources>(),
+    Entry<ado::CADOGroupProperties>(),
+    Entry<ado::CFilter>(),
+    Entry<ado::CFilters>(),
+    Entry<addressbook::AddressBook>(),
+    Entry<addressbook::AddressBookContacts>(),
+    Entry<addressbook::CAddressBookSource>(),
+    Entry<addressbook::ABField>(),
+    Entry<addressbook::ABFields>(),
 };
 
 }  // namespace

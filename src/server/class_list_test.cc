@@ -66,7 +66,7 @@ TEST_F(ClassListTest, CollectionsHaveADefaultMemberAndAnEnumerator) {
     automation::Value item;
     EXPECT_FALSE(automation::Enumerate(object)->Next(&item)) << entry.name;
   }
-  EXPECT_EQ(collections, 7);
+  EXPECT_EQ(collections, 8);
 }
 
 // Sees to it that arguments and results that are objects or enumerations name something.

@@ -80,15 +80,17 @@ class PV_API Groups : public automation::Object {
 
   // Opens a group and returns its cursor, also kept in GetTb: for a native group a Recipients
   // over its table, shared, in the order of its tag "Email"; for an ADO group an ADODB.Recordset
-  // on its table or statement, as its saved data source and definition say. Error 2409 when the
-  // catalogue has no such group; 429 when ADO is not installed. A group that was open before stays
-  // so only as long as somebody holds its objects.
+  // on its table or statement, as its saved data source and definition say; for an address-book
+  // group an AddressBookContacts over what its saved source selects. Error 2409 when the catalogue
+  // has no such group; 429 when ADO is not installed. A group that was open before stays so only
+  // as long as somebody holds its objects.
   automation::Ref<automation::Object> OpenGroup(const std::string& ID);
 
   // Whether a group is open.
   bool GetIsGroupOpen() const { return !open_id_.empty(); }
 
-  // Closes the open group's table, or recordset and connection; nothing happens when none is open.
+  // Closes the open group's table, or recordset and connection; lets the cursor of an address book
+  // go. Nothing happens when none is open.
   void CloseGroup();
 
   // Number of recipients of the open group: of a native group deleted ones included until it is
@@ -130,6 +132,8 @@ class PV_API Groups : public automation::Object {
   std::string FolderOf(const GroupLink& entry);
   // Opens the database and the rows of an ADO group into db_ and tb_, or leaves both.
   void OpenAdoGroup(const GroupLink& entry);
+  // Likewise the contacts of an address-book group.
+  void OpenAddressBookGroup(const GroupLink& entry);
 
   automation::Ref<GroupLinks> groups_;
   automation::Ref<GroupFieldTypes> field_types_;
