@@ -20,6 +20,8 @@ class PosixTraceWindows : public TraceWindows {
   Result<std::unique_ptr<TraceListener>> Listen(const std::string& title) override;
 
  private:
+  TraceHandle LookFor(const std::string& title);
+
   std::mutex mutex_;
   std::vector<std::string> found_;  // paths of sockets; a handle is a position, from 1 on
   int sender_ = -1;                 // one socket sends to all of them
