@@ -2,6 +2,7 @@
 #include "cli/address_books.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "addressbook/source_formats.h"
 #include "addressbook/text_collection.h"
@@ -10,6 +11,7 @@
 #include "cli/failure.h"
 #include "cli/terminal.h"
 #include "cli/verbs.h"
+#include "platform/system.h"
 #include "pvgroupman/addressbook/address_book.h"
 #include "pvgroupman/addressbook/address_book_source.h"
 #include "pvgroupman/automation/call.h"
@@ -45,6 +47,26 @@ std::string KeptLocation(const std::string& location) {
   return AbsolutePath(location);
 }
 
+namespace {
+
+constexpr const char* kPasswordVariable = "PVGROUP_LDAP_PASSWORD";
+
+// The converter takes the password for a directory that is told who asks from the environment.
+// Where it is not there and somebody is there to be asked, he is.
+void AskForPassword(const std::string& format, const std::string& location) {
+  if (format != "GAL" || ToLower(location).find("bindname=") == std::string::npos) return;
+  if (platform::CurrentSystem().process->Environment(kPasswordVariable)) return;
+  if (!InputIsTerminal() || !ErrorsAreTerminal()) return;
+  const std::string password = AskSecret("Password for " + location + ": ");
+#ifdef _WIN32
+  ::_putenv_s(kPasswordVariable, password.c_str());
+#else
+  ::setenv(kPasswordVariable, password.c_str(), 1);
+#endif
+}
+
+}  // namespace
+
 ConverterLink LinkTo(const std::string& format, const std::string& location) {
   ConverterLink link;
   std::string reason = "the converter does not know the format";
@@ -53,6 +75,7 @@ ConverterLink LinkTo(const std::string& format, const std::string& location) {
     const addressbook::ConverterFormat offered = link.FormatAt(i);
     if (offered.code != format) continue;
     if (offered.readable && offered.installed) {
+      AskForPassword(format, location);
       link.SetSource(format, location, true);
       return link;
     }
@@ -112,14 +135,20 @@ BookSettings SettingsOf(const GroupEntry& entry) {
           addressbook::TextsOf(source->GetDistributionLists())};
 }
 
+automation::Ref<addressbook::AddressBookContacts> OpenCursor(const GroupEntry& entry) {
+  const BookSettings settings = SettingsOf(entry);
+  AskForPassword(settings.format, settings.location);
+  return MakeObject<addressbook::AddressBook>()->OpenAddressBook(SourceIdOf(entry));
+}
+
 std::unique_ptr<GroupCursor> OpenContacts(const GroupEntry& entry) {
-  auto contacts = MakeObject<addressbook::AddressBook>()->OpenAddressBook(SourceIdOf(entry));
+  auto contacts = OpenCursor(entry);
   TellWarnings(contacts->Warnings());
   return std::make_unique<ContactsCursor>(std::move(contacts));
 }
 
 std::uint64_t CountContacts(const GroupEntry& entry) {
-  const auto contacts = MakeObject<addressbook::AddressBook>()->OpenAddressBook(SourceIdOf(entry));
+  const auto contacts = OpenCursor(entry);
   TellWarnings(contacts->Warnings());
   return static_cast<std::uint64_t>(contacts->GetRecordCount());
 }

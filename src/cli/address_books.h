@@ -11,6 +11,7 @@
 #include "addressbook/converter.h"
 #include "cli/catalogue.h"
 #include "cli/group_cursor.h"
+#include "pvgroupman/addressbook/address_book_contacts.h"
 
 namespace pv::cli {
 
@@ -47,7 +48,10 @@ std::string SourceIdOf(const GroupEntry& entry);
 
 BookSettings SettingsOf(const GroupEntry& entry);
 
-// A walk over the contacts that a group has; what the converter had to leave out is told.
+// The cursor over the contacts that a group has.
+automation::Ref<addressbook::AddressBookContacts> OpenCursor(const GroupEntry& entry);
+
+// The same as a walk; what the converter had to leave out is told.
 std::unique_ptr<GroupCursor> OpenContacts(const GroupEntry& entry);
 
 // How many those are.

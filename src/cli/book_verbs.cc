@@ -11,7 +11,6 @@
 #include "cli/json_text.h"
 #include "cli/output_stream.h"
 #include "cli/terminal.h"
-#include "pvgroupman/addressbook/address_book.h"
 #include "pvgroupman/addressbook/address_book_source.h"
 #include "support/application.h"
 
@@ -115,7 +114,7 @@ ExitCode Show(const CommonOptions& common, const std::string& group) {
   std::optional<std::int32_t> contacts;
   std::vector<std::string> notes;
   try {
-    const auto cursor = MakeObject<addressbook::AddressBook>()->OpenAddressBook(SourceIdOf(entry));
+    const auto cursor = OpenCursor(entry);
     contacts = cursor->GetRecordCount();
     notes = cursor->Warnings();
   } catch (const automation::Error& error) {

@@ -54,6 +54,33 @@ MAB = r"""// <!-- <mdb:mork:z v="1.4"/> -->
   [2:^80(^82^92)(^83^93)]}
 """
 
+# Folders are categories; the second contact is in none.
+ADR = """Opera Hotlist version 2.0
+Options: encoding = utf8, version=3
+
+#FOLDER
+\tID=10
+\tNAME=Friends
+
+#CONTACT
+\tID=11
+\tNAME=Fay
+\tMAIL=fay@example.org
+
+#CONTACT
+\tID=12
+\tNAME=Gus
+\tMAIL=gus@example.org
+
+-
+
+#CONTACT
+\tID=13
+\tNAME=Hal
+\tMAIL=hal@example.org
+
+"""
+
 
 class BooksTest(harness.CliTest):
     def setUp(self):
@@ -108,6 +135,22 @@ class BooksTest(harness.CliTest):
         self.add("Mozilla", location=self.mab, form="mab")
         self.assertEqual([(r["DisplayName"], r["Email"]) for r in self.rows("Mozilla")],
                          [("Dora", "dora@example.org"), ("Emil Müller", "emil@example.org")])
+
+    def test_categories(self):
+        book = self.write("contacts.adr", ADR)
+        self.add("All", location=book, form="ADR")
+        self.assertEqual([(row["Email"], row["Categories"]) for row in self.rows("All")],
+                         [("fay@example.org", "Friends"), ("gus@example.org", "Friends"),
+                          ("hal@example.org", None)])
+        self.add("Friends", "--category", "Friends", location=book, form="ADR")
+        self.assertEqual(self.addresses("Friends"), ["fay@example.org", "gus@example.org"])
+        self.assertEqual(self.ok("book", "lists", "Friends", "--json").json,
+                         [{"kind": "category", "name": "Friends", "contacts": 2}])
+        found = self.ok("find", "All", "Categories=friends", "--json").json
+        self.assertEqual(len(found), 2)
+        self.ok("book", "edit", "Friends", "--all-categories")
+        self.assertEqual(self.ok("count", "Friends").out, "3\n")
+        self.fails(USAGE, "book", "edit", "Friends", "--category", "friends")
 
     def test_members_of_lists(self):
         self.add("Team", "--list", "Team")
@@ -290,7 +333,11 @@ class BooksTest(harness.CliTest):
     def test_samples(self):
         counts = {"MAB/tb-abLists1.mab": (5, 3), "MAB/tb-empty.mab": (0, 0),
                   "MAB/tb-import.mab": (1, 1), "LDIF/cpan-ldifSample.ldif": (4, 2),
-                  "LDIF/tb-export.ldif": (2, 1), "LDIF/turba-import.ldif": (2, 0)}
+                  "LDIF/tb-export.ldif": (2, 1), "LDIF/turba-import.ldif": (2, 0),
+                  "WAB/tb-OutlookExpress.wab": (1, 0), "PALM/p5palm-AddressDB.pdb": (2, 0),
+                  "EUD/cpan-EudoraSampleFile.txt": (7, 3), "TB/kcontacts-thebat-emails.ldif": (1, 0),
+                  "PINE/cpan-pineSample.addressbook": (5, 2),
+                  "ADR/redacted-opera12-contacts.adr": (5, 0)}
         for name, (contacts, lists) in counts.items():
             path = self.sample("addressbooks") / name
             form = name.split("/", maxsplit=1)[0]
