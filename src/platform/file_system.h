@@ -21,7 +21,8 @@ enum class ShareMode : std::uint8_t {
   kDenyWrite,  // others may read (on POSIX as kDenyAll: flock knows only shared and exclusive)
   kDenyAll,    // nobody else
   // Claims nothing and asks nothing: for reading the files of programs that know nothing of us,
-  // which are never kept out and never keep out.
+  // which are never kept out and never keep out. (On Windows as kDenyNone: every program claims
+  // something there.)
   kUnclaimed,
 };
 

@@ -23,15 +23,18 @@ class Place {
   virtual ~Place() = default;
   virtual FileSystem* files() = 0;
   virtual std::string folder() = 0;
-  virtual void PlantSymlink(const std::string& path, const std::string& target) = 0;
+  // False where the system lets nobody make one.
+  virtual bool PlantSymlink(const std::string& path, const std::string& target) = 0;
 };
 
 class SystemPlace : public Place {
  public:
   FileSystem* files() override { return OperatingSystem().files; }
   std::string folder() override { return folder_.path(); }
-  void PlantSymlink(const std::string& path, const std::string& target) override {
-    std::filesystem::create_symlink(target, path);
+  bool PlantSymlink(const std::string& path, const std::string& target) override {
+    std::error_code error;
+    std::filesystem::create_symlink(target, path, error);
+    return !error;
   }
 
  private:
@@ -43,8 +46,9 @@ class MemoryPlace : public Place {
   MemoryPlace() { EXPECT_TRUE(files_.CreateFolders(folder()).ok()); }
   FileSystem* files() override { return &files_; }
   std::string folder() override { return "/here"; }
-  void PlantSymlink(const std::string& path, const std::string& target) override {
+  bool PlantSymlink(const std::string& path, const std::string& target) override {
     files_.PlantSymlink(path, target);
+    return true;
   }
 
  private:
@@ -56,6 +60,22 @@ struct Kind {
   bool memory;
   bool mapped;
 };
+
+// Whether a file that is open gives up its name to another. Older systems of the Windows family,
+// and what stands in for them, refuse that.
+bool OpenFilesGiveUpTheirNames() {
+  static const bool they_do = [] {
+    SystemPlace place;
+    OpenOptions options;
+    options.create = CreateMode::kCreateNew;
+    const std::string name = JoinPath(place.folder(), "a");
+    const auto open = place.files()->Open(name, options);
+    EXPECT_TRUE(open.ok());
+    EXPECT_TRUE(place.files()->Open(name + "b", options).ok());
+    return place.files()->Rename(name + "b", name).ok();
+  }();
+  return they_do;
+}
 
 class FileSystemTest : public testing::TestWithParam<Kind> {
  protected:
@@ -90,6 +110,8 @@ class FileSystemTest : public testing::TestWithParam<Kind> {
                       ShareMode share = ShareMode::kDenyNone) {
     return files_->Open(Path(name), Options(create, share)).status().code();
   }
+
+  bool NamesAreKept() const { return !GetParam().memory && !OpenFilesGiveUpTheirNames(); }
 
   void Make(const std::string& name, std::string_view content) {
     const std::unique_ptr<File> file = Open(name, CreateMode::kOpenOrCreate);
@@ -280,6 +302,9 @@ TEST_P(FileSystemTest, ShareModes) {
   EXPECT_EQ(OpenCode("a", CreateMode::kOpenExisting, kDenyAll), StatusCode::kOk);
   const auto created = Open("b", CreateMode::kCreateNew, kDenyAll);
   EXPECT_EQ(OpenCode("b"), StatusCode::kBusy);
+#ifdef _WIN32
+  if (!GetParam().memory) return;  // every program claims something there
+#endif
   // Who claims nothing neither waits for others nor keeps them out.
   EXPECT_EQ(OpenCode("b", CreateMode::kOpenExisting, kUnclaimed), StatusCode::kOk);
   const auto unclaimed = Open("a", CreateMode::kOpenExisting, kUnclaimed);
@@ -383,6 +408,7 @@ TEST_P(FileSystemTest, OpenWithinGivesUpAfterItsTime) {
 }
 
 TEST_P(FileSystemTest, RenameReplacesAndOpenFilesStayUsable) {
+  if (NamesAreKept()) GTEST_SKIP() << "open files keep their names here";
   Make("old", "old content");
   Make("new", "new content");
   const auto reader = Open("old");
@@ -402,7 +428,30 @@ TEST_P(FileSystemTest, RenameReplacesAndOpenFilesStayUsable) {
   EXPECT_EQ(files_->Rename(Path("elsewhere"), Path("none/x")).code(), StatusCode::kNotFound);
 }
 
+TEST_P(FileSystemTest, RenameOverAnOpenFileIsDoneOrRefusedWhole) {
+  Make("old", "old content");
+  Make("new", "new content");
+  auto reader = Open("old");
+#ifndef _WIN32
+  ASSERT_FALSE(NamesAreKept());
+#endif
+  const Status renamed = files_->Rename(Path("new"), Path("old"));
+  EXPECT_EQ(ReadAt(reader.get(), 0, 100), "old content");
+  if (!renamed.ok()) {
+    EXPECT_TRUE(NamesAreKept());
+    EXPECT_TRUE(renamed.code() == StatusCode::kDenied || renamed.code() == StatusCode::kBusy)
+        << renamed.message();
+    EXPECT_EQ(Content("old"), "old content");
+    EXPECT_EQ(Content("new"), "new content");
+    reader.reset();
+    ASSERT_TRUE(files_->Rename(Path("new"), Path("old")).ok());
+  }
+  EXPECT_EQ(Content("old"), "new content");
+  EXPECT_EQ(OpenCode("new"), StatusCode::kNotFound);
+}
+
 TEST_P(FileSystemTest, RemovedFilesStayUsableWhileOpen) {
+  if (NamesAreKept()) GTEST_SKIP() << "open files keep their names here";
   Make("a", "content");
   const auto file = Open("a");
   ASSERT_TRUE(files_->Remove(Path("a")).ok());
@@ -415,7 +464,7 @@ TEST_P(FileSystemTest, RemovedFilesStayUsableWhileOpen) {
 }
 
 TEST_P(FileSystemTest, NothingIsCreatedThroughASymbolicLink) {
-  place_->PlantSymlink(Path("link"), Path("target"));
+  if (!place_->PlantSymlink(Path("link"), Path("target"))) GTEST_SKIP() << "no links here";
   EXPECT_EQ(OpenCode("link"), StatusCode::kNotFound);
   EXPECT_EQ(OpenCode("link", CreateMode::kCreateNew), StatusCode::kExists);
   EXPECT_EQ(OpenCode("link", CreateMode::kOpenOrCreate), StatusCode::kDenied);
@@ -444,7 +493,7 @@ TEST_P(FileSystemTest, NothingIsCreatedThroughASymbolicLink) {
 TEST_P(FileSystemTest, LinksToFoldersAndRings) {
   ASSERT_TRUE(files_->CreateFolders(Path("real")).ok());
   Make("real/a", "x");
-  place_->PlantSymlink(Path("via"), Path("real"));
+  if (!place_->PlantSymlink(Path("via"), Path("real"))) GTEST_SKIP() << "no links here";
   EXPECT_EQ(Content("via/a"), "x");
   EXPECT_TRUE(files_->Stat(Path("via"))->is_directory);
   EXPECT_TRUE(files_->Stat(Path("via"))->is_symlink);
@@ -486,6 +535,15 @@ TEST_P(FileSystemTest, ReadOnlyFilesRefuseChanges) {
 }
 
 TEST_P(FileSystemTest, FindsNamesIgnoringCase) {
+#ifdef _WIN32
+  if (!GetParam().memory) {  // the system itself minds no letter case
+    Make("Groups.PVG", "1");
+    EXPECT_EQ(*FindIgnoringCase(files_, Path("GROUPS.pvg")), Path("GROUPS.pvg"));
+    EXPECT_EQ(Content("groups.pvg"), "1");
+    EXPECT_EQ(FindIgnoringCase(files_, Path("x")).status().code(), StatusCode::kNotFound);
+    return;
+  }
+#endif
   Make("Groups.PVG", "1");
   Make("groups.pvg", "2");
   Make("Recipients.dbf", "3");
@@ -499,10 +557,13 @@ TEST_P(FileSystemTest, FindsNamesIgnoringCase) {
 TEST_P(FileSystemTest, ReplacesAndReadsWholeFiles) {
   ASSERT_TRUE(ReplaceFile(files_, Path("a"), "first").ok());
   EXPECT_EQ(Content("a"), "first");
-  const auto reader = Open("a");
+  auto reader = Open("a");
+  if (NamesAreKept()) reader.reset();
   ASSERT_TRUE(ReplaceFile(files_, Path("a"), "").ok());
   EXPECT_EQ(Content("a"), "");
-  EXPECT_EQ(ReadAt(reader.get(), 0, 10), "first");
+  if (reader) {
+    EXPECT_EQ(ReadAt(reader.get(), 0, 10), "first");
+  }
   EXPECT_THAT(*files_->List(place_->folder()), testing::ElementsAre("a"));
   EXPECT_EQ(ReplaceFile(files_, Path("none/a"), "x").code(), StatusCode::kNotFound);
   Make("big", std::string(1000, 'x'));
@@ -511,6 +572,7 @@ TEST_P(FileSystemTest, ReplacesAndReadsWholeFiles) {
 }
 
 TEST_P(FileSystemTest, WaiterForAFileBeingReplacedGetsTheNewOne) {
+  if (NamesAreKept()) GTEST_SKIP() << "open files keep their names here";
   Make("a", "old");
   auto alone = Open("a", CreateMode::kOpenExisting, ShareMode::kDenyAll);
   EXPECT_EQ(OpenCode("a"), StatusCode::kBusy);

@@ -123,10 +123,10 @@ TEST_F(OperatingSystemRegistry, EnvironmentIsExpanded) {
   const std::string path = process.Environment("PATH").value_or("");
   ASSERT_FALSE(path.empty());
   EXPECT_EQ(process.ExpandEnvironment("a %PATH% b"), "a " + path + " b");
-  for (const char* kept : {"", "%", "100%", "%PV_NO_SUCH_VARIABLE%", "%PV NONE%b%PV NONE%"}) {
+  for (const char* kept :
+       {"", "%", "100%", "%PV_NO_SUCH_VARIABLE%", "%PV NONE%b%PV NONE%", "50%%PATH%"}) {
     EXPECT_EQ(process.ExpandEnvironment(kept), kept);
   }
-  EXPECT_EQ(process.ExpandEnvironment("50%%PATH%"), "50%" + path);
 }
 
 #ifndef _WIN32

@@ -21,9 +21,8 @@ std::string Process::ExpandEnvironment(const std::string& text) {
     if (last == std::string::npos) break;
     expanded.append(text, pos, first - pos);
     const auto value = Environment(text.substr(first + 1, last - first - 1));
-    // The second sign may be the first one of the next name.
-    pos = value ? last + 1 : last;
-    expanded.append(value ? *value : text.substr(first, last - first));
+    pos = last + 1;
+    expanded.append(value ? *value : text.substr(first, last - first + 1));
   }
   return expanded.append(text, std::min(pos, text.size()), std::string::npos);
 }

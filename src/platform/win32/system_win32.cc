@@ -121,9 +121,17 @@ class Win32Process : public Process {
   }
 
   Result<void*> LoadFunction(const std::string& library, const std::string& name) override {
+    // A name without a folder would be sought wherever the system keeps libraries.
+    if (FolderOf(library).empty()) return Status::Invalid(library + ": the library needs a path");
     PV_ASSIGN_OR_RETURN(const std::wstring path, WidePath(library));
+    if (::GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
+      return FromWindowsError(::GetLastError(), library, "cannot load");
+    }
     const HMODULE module = ::LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
-    if (module == nullptr) return FromWindowsError(::GetLastError(), library, "cannot load");
+    if (module == nullptr) {
+      const Status failed = FromWindowsError(::GetLastError(), library, "cannot load");
+      return Status(StatusCode::kUnsupported, failed.message(), failed.detail());
+    }
     const FARPROC address = ::GetProcAddress(module, name.c_str());
     if (address == nullptr) return Status::Unsupported(library + ": no function " + name);
     return reinterpret_cast<void*>(address);
@@ -201,12 +209,23 @@ class Win32CodePages : public CodePages {
                                               bytes, size, out, 2);
       return count == 1 ? static_cast<char32_t>(out[0]) : CodePage::kUndefined;
     };
+    // Bytes that the published table leaves open have characters too, which a strict conversion
+    // refuses: control characters of the same value or some of the private range.
+    const auto convert_open = [&](char byte) {
+      wchar_t out = 0;
+      if (::MultiByteToWideChar(static_cast<UINT>(number), 0, &byte, 1, &out, 1) != 1) {
+        return CodePage::kUndefined;
+      }
+      const bool open = (out >= 0xE000 && out <= 0xF8FF) || out == static_cast<unsigned char>(byte);
+      return open ? static_cast<char32_t>(out) : CodePage::kUndefined;
+    };
     std::array<char32_t, 256> single;
     std::unordered_map<std::uint16_t, char32_t> pairs;
     for (unsigned b = 0; b < 256; ++b) {
       char bytes[2] = {static_cast<char>(b), 0};
       if (!::IsDBCSLeadByteEx(static_cast<UINT>(number), static_cast<BYTE>(b))) {
         single[b] = convert(bytes, 1);
+        if (single[b] == CodePage::kUndefined) single[b] = convert_open(bytes[0]);
         continue;
       }
       single[b] = CodePage::kLeadByte;

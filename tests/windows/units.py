@@ -1,0 +1,69 @@
+#!/usr/bin/env python3
+"""The unit tests that the build for Windows made, under a Windows runtime; and the conformance cases
+through the registered server.
+
+Needs what `tools/build-windows --test` leaves in PV_WINDOWS_BUILD, and a runtime that
+tools/wine-runtime finds; ends with 77 where one of them is missing. Arguments are names of single
+programs to run.
+"""
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+RUNTIME = ROOT / "tools" / "wine-runtime"
+BUILD = pathlib.Path(os.environ.get("PV_WINDOWS_BUILD", ROOT / "build" / "windows-x86"))
+DLL = BUILD / "src" / "server" / "com" / "pvgrpman.dll"
+UNITS = BUILD / "tests" / "unit"
+
+NOT_HERE = 77
+
+
+def main():
+    programs = sorted(UNITS.glob("*_test.exe"))
+    if not programs or not DLL.exists():
+        print(f"no unit tests are built for Windows in {UNITS}: "
+              "tools/build-windows --test unavailable")
+        return NOT_HERE
+    found = subprocess.run([str(RUNTIME), "check"], capture_output=True, text=True, check=False)
+    if found.returncode != 0:
+        print(found.stderr.strip() or "a Windows runtime is unavailable")
+        return NOT_HERE if found.returncode == NOT_HERE else 1
+    wanted = set(sys.argv[1:])
+    runs = [(p.stem, f"wine {p.name}") for p in programs if not wanted or p.stem in wanted]
+    if (UNITS / "conformance_test.exe") in programs and (not wanted or "com" in wanted):
+        runs.append(("conformance_test --door=com", "wine conformance_test.exe --door=com"))
+    with tempfile.TemporaryDirectory(prefix="pv-units-") as made:
+        folder = pathlib.Path(made)
+        for program in programs:
+            shutil.copy(program, folder)
+        shutil.copy(DLL, folder)
+        # Windows can be opened though there is no screen.
+        steps = [r"wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1",
+                 "wineserver -w", f"wine regsvr32 /s {DLL.name}", "echo registered $?"]
+        for name, command in runs:
+            steps += [f"echo '== {name}'", f"{command} --gtest_brief=1 2>&1", "echo ended $?"]
+        done = subprocess.run([str(RUNTIME), "run", str(folder / "prefix"), made, "; ".join(steps)],
+                              capture_output=True, text=True, errors="replace", check=False)
+    out = done.stdout.replace("\r\n", "\n")
+    if not re.search(r"^registered 0$", out, re.MULTILINE):
+        print(out, done.stderr)
+        return 1
+    failed = 0
+    for name, _ in runs:
+        part = out.split(f"== {name}\n", 1)[-1].split("\n== ", 1)[0]
+        passed = re.search(r"^\[  PASSED  \] (\d+) tests?\.$", part, re.MULTILINE)
+        ok = part.rstrip().endswith("ended 0") and passed and int(passed.group(1)) > 0
+        print(f"{name}: {passed.group(1) + ' passed' if ok else 'FAILED'}")
+        if not ok:
+            failed += 1
+            print(part)
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
