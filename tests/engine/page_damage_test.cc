@@ -195,7 +195,8 @@ class PageDamageTest : public EngineTest {
     ASSERT_TRUE(t.Open(kWhole)) << where << ": " << t.Error();
     EXPECT_EQ(d4check(t.table()).findings.size(), report.remaining.size()) << where;
     if (!header_is_whole) return;
-    std::map<std::string, Person> found;
+    // A damaged record can have taken another's address.
+    std::multimap<std::string, Person> found;
     d4tagSelect(t.table(), 0);
     for (std::int32_t c = d4top(t.table()); c == kSuccess; c = d4skip(t.table(), 1)) {
       const Person p = t.Current();
@@ -204,12 +205,14 @@ class PageDamageTest : public EngineTest {
     bool lost = false;
     for (std::size_t i = 0; i < people_.size(); ++i) {
       if (!RecordIsWhole(damages, i)) continue;
-      const auto it = found.find(people_[i].email);
-      ASSERT_TRUE(it != found.end()) << where << ": record " << i + 1;
+      const auto [first, last] = found.equal_range(people_[i].email);
+      ASSERT_NE(first, last) << where << ": record " << i + 1;
       if (MemoIsWhole(damages, i)) {
-        ASSERT_EQ(it->second, people_[i]) << where << ": record " << i + 1;
+        ASSERT_TRUE(std::any_of(first, last, [&](const auto& p) { return p.second == people_[i]; }))
+            << where << ": record " << i + 1;
       }
-      lost = lost || it->second.note.size() != people_[i].note.size();
+      // Another page's blocks in a memo's place are a sound memo of another text.
+      lost = lost || (first->second.note.empty() && !people_[i].note.empty());
     }
     EXPECT_TRUE(!lost || !report.losses.empty() || report.memos_lost > 0 || !report.notes.empty())
         << where << ": memos were lost in silence";
