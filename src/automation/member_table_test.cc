@@ -18,8 +18,9 @@ TEST(MemberTable, KeepsInterfaceOrder) {
   const auto sample = MakeObject<Sample>();
   std::vector<std::string> names;
   for (const Member& m : sample->Members().members()) names.push_back(m.name);
-  EXPECT_EQ(names, (std::vector<std::string>{"Items", "Items", "Size", "Size", "Secret", "Join",
-                                             "Double", "Count", "Paint", "Mirror", "Echo", "Fail"}));
+  EXPECT_EQ(names,
+            (std::vector<std::string>{"Items", "Items", "Size", "Size", "Secret", "Join", "Double",
+                                      "Count", "Paint", "Mirror", "Echo", "Fail"}));
   EXPECT_EQ(sample->Members().class_name(), "Sample");
 }
 

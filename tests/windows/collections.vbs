@@ -30,11 +30,11 @@ Check "descending", indexes(2).descending, True
 Set groups = CreateObject("PVGroupMan.Groups")
 id = groups.CreateGroup("One", fields, indexes, "")
 groups.AddGroup id, "One", 0, "", "", ""
-groups.AddGroup "A" & Mid(id, 2), "Two", 0, "", "", ""
+groups.AddGroup "OTHER", "Two", 0, "", "", ""
 Check "GroupLinks", NamesIn(groups.Groups), "One Two "
 groups.Refresh
 Check "GroupLinks after Refresh", NamesIn(groups.Groups), "One Two "
-groups.RemoveGroup "A" & Mid(id, 2)
+groups.RemoveGroup "OTHER"
 
 Set rs = groups.OpenGroup(id)
 rs.AddNew

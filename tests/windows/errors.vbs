@@ -61,12 +61,12 @@ fields.Add "Odd", 77, 4, 0, True
 t = groups.CreateGroup("Odd", fields, indexes, "")
 CheckError "field type", 2405, "Groups::CreateGroup", "Unsupported Field Data Type <77>"
 fields.Add "odd", 0, 4, 0, True
-CheckError "name taken", 457, "*", _
+CheckError "name taken", 457, "FieldDefs", _
   "This key is already associated with an element of this collection"
 fields.Delete "Nobody"
-CheckError "no such key", 5, "*", "Invalid procedure call or argument"
+CheckError "no such key", 5, "FieldDefs", "Invalid procedure call or argument"
 fields.Delete 99
-CheckError "no such position", 9, "*", "Subscript out of range"
+CheckError "no such position", 9, "FieldDefs", "Subscript out of range"
 
 Set db = CreateObject("PVGroupMan.Database")
 db.OpenTable data_folder, "absent.pvg"

@@ -29,9 +29,8 @@ check("text beyond the code page", rs.Fields("Name").Value.replace(/ +$/, ""),
       "\u0141\u00F3d\u017A 3");
 
 var names = "";
-for (var e = new Enumerator(rs.Fields); !e.atEnd(); e.moveNext()) names += e.item().Name + " ";
 rs.MoveFirst();
-for (e = new Enumerator(rs.Fields); !e.atEnd(); e.moveNext()) names += e.item().Name + " ";
+for (var e = new Enumerator(rs.Fields); !e.atEnd(); e.moveNext()) names += e.item().Name + " ";
 check("fields of a record", names, "EMAIL POINTS NAME ");
 // JScript's whole numbers are 32-bit: they count from 0 here.
 check("32-bit index", rs.Fields(0).Name, "EMAIL");

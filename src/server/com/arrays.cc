@@ -1,11 +1,11 @@
 // Arrays. Tested by tests/windows.
 #include "server/com/arrays.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
 #include "pvgroupman/automation/error.h"
-#include "server/com/type_info.h"
 #include "server/com/variants.h"
 
 namespace pv::server::com {
@@ -13,6 +13,7 @@ namespace {
 
 using automation::Records;
 using automation::RecordType;
+using automation::TypeKind;
 using automation::Value;
 
 // Gives access to an array's elements as long as it lives.
@@ -63,22 +64,71 @@ bool IsOfType(IRecordInfo* info, const RecordType& type) {
   return id != nullptr && SUCCEEDED(info->GetGuid(&guid)) && guid == GuidOf(*id);
 }
 
+// How a field is laid out in a record; VT_EMPTY for types that records do not have.
+VARTYPE LayoutOf(const automation::Type& type) {
+  switch (type.kind) {
+    case TypeKind::kText:
+      return VT_BSTR;
+    case TypeKind::kEnumeration:
+    case TypeKind::kI4:
+      return VT_I4;
+    case TypeKind::kI2:
+      return VT_I2;
+    case TypeKind::kBoolean:
+      return VT_BOOL;
+    default:
+      return VT_EMPTY;
+  }
+}
+
+std::size_t SizeOf(VARTYPE type) {
+  switch (type) {
+    case VT_BSTR:
+      return sizeof(BSTR);
+    case VT_I4:
+      return 4;
+    default:
+      return 2;
+  }
+}
+
+// `offset` moved up to where something of this size may lie.
+std::size_t Aligned(std::size_t offset, std::size_t size) {
+  return (offset + size - 1) / size * size;
+}
+
+// The identifier vouches for the layout, which is that of any compiler; the runtime's own access by
+// name does not know the enumerations of the library on every system.
 Value FromRecords(SAFEARRAY* array, std::size_t count, const RecordType* type) {
   Pointer<IRecordInfo> info;
   if (FAILED(::SafeArrayGetRecordInfo(array, info.Receive())) || !info) RaiseNotA(type);
   if (type == nullptr || !IsOfType(info.get(), *type)) RaiseNotA(type);
+  std::vector<std::size_t> offsets;
+  std::size_t end = 0;
+  std::size_t widest = 1;
+  for (const automation::RecordField& field : type->fields) {
+    const VARTYPE layout = LayoutOf(field.type);
+    if (layout == VT_EMPTY) RaiseNotA(type);
+    const std::size_t size = SizeOf(layout);
+    offsets.push_back(Aligned(end, size));
+    end = offsets.back() + size;
+    widest = std::max(widest, size);
+  }
+  const std::size_t record_size = Aligned(end, widest);
+  if (array->cbElements != record_size) RaiseNotA(type);
+
   auto records = std::make_shared<Records>();
   records->type = type;
   const Elements elements(array);
-  const std::size_t size = array->cbElements;
   for (std::size_t i = 0; i < count; ++i) {
     std::vector<Value> row;
-    for (const automation::RecordField& field : type->fields) {
-      OwnedVariant held;
-      if (FAILED(info->GetField(elements.data() + i * size, Wide(field.name).c_str(), &held))) {
-        RaiseNotA(type);
-      }
-      row.push_back(FromVariant(held, nullptr));
+    for (std::size_t f = 0; f < offsets.size(); ++f) {
+      VARIANT field;  // borrows what the record owns
+      ::VariantInit(&field);
+      V_VT(&field) = LayoutOf(type->fields[f].type);
+      std::memcpy(&V_I8(&field), elements.data() + i * record_size + offsets[f],
+                  SizeOf(V_VT(&field)));
+      row.push_back(FromVariant(field, nullptr));
     }
     records->rows.push_back(std::move(row));
   }
@@ -96,30 +146,6 @@ Value FromVariants(SAFEARRAY* array, std::size_t count) {
     texts.push_back(*text.TryGet<std::string>());
   }
   return Value(std::move(texts));
-}
-
-SAFEARRAY* NewRecords(const Records& records) {
-  const Identifier* id = FindRecordIdentifier(records.type->name);
-  Pointer<ITypeInfo> description;
-  Pointer<IRecordInfo> info;
-  if (id == nullptr || FAILED(FindTypeInfo(GuidOf(*id), description.Receive())) ||
-      FAILED(::GetRecordInfoFromTypeInfo(description.get(), info.Receive()))) {
-    automation::Raise(automation::kErrInternal, {}, records.type->name);
-  }
-  SAFEARRAYBOUND bound{static_cast<ULONG>(records.rows.size()), 0};
-  OwnedArray array(::SafeArrayCreateEx(VT_RECORD, 1, &bound, info.get()));
-  const Elements elements(array.get());
-  for (std::size_t i = 0; i < records.rows.size(); ++i) {
-    for (std::size_t f = 0; f < records.type->fields.size(); ++f) {
-      OwnedVariant value;
-      ToVariant(records.rows[i][f], &value);
-      if (FAILED(info->PutField(INVOKE_PROPERTYPUT, elements.data() + i * array.get()->cbElements,
-                                Wide(records.type->fields[f].name).c_str(), &value))) {
-        automation::Raise(automation::kErrInternal, {}, records.type->name);
-      }
-    }
-  }
-  return array.Detach();
 }
 
 }  // namespace
@@ -169,10 +195,9 @@ void ToArray(const Value& value, VARIANT* out) {
     }
     V_ARRAY(out) = array.Detach();
     V_VT(out) = VT_ARRAY | VT_BSTR;
-  } else if (const auto* records = value.TryGet<std::shared_ptr<const Records>>();
-             records != nullptr && *records != nullptr && (*records)->type != nullptr) {
-    V_ARRAY(out) = NewRecords(**records);
-    V_VT(out) = VT_ARRAY | VT_RECORD;
+  } else {
+    // No member gives records to its caller.
+    automation::Raise(automation::kErrTypeMismatch);
   }
 }
 

@@ -12,7 +12,7 @@ namespace pv::server::com {
 // the type `record`. Empty when there is no array. Error 13 for every other.
 automation::Value FromArray(SAFEARRAY* array, const automation::RecordType* record);
 
-// The array of a value that holds bytes, texts or records; its lower bound is 0.
+// The array of a value that holds bytes or texts; its lower bound is 0. Error 13 for every other.
 void ToArray(const automation::Value& value, VARIANT* out);
 
 }  // namespace pv::server::com

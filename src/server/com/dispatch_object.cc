@@ -199,8 +199,10 @@ HRESULT DispatchObject::Invoke(DISPID id, REFIID reserved, LCID, WORD flags, DIS
     return S_OK;
   } catch (...) {
     if (result != nullptr) ::VariantClear(result);
-    Report(automation::CurrentError(object->Members().class_name()),
-           ids != nullptr ? GuidOf(ids->interface_id) : IID_IDispatch, error);
+    const std::string& name = object->Members().class_name();
+    automation::Error failure = automation::CurrentError(name);
+    if (failure.source().empty()) failure = failure.WithSource(name);
+    Report(failure, ids != nullptr ? GuidOf(ids->interface_id) : IID_IDispatch, error);
     return DISP_E_EXCEPTION;
   }
 }

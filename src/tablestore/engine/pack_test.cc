@@ -94,6 +94,30 @@ TEST_F(PackTest, GeneralFieldsKeepTheirMemoFile) {
   EXPECT_EQ(files().Get("/data/g.fpt"), memo);
 }
 
+TEST_F(PackTest, TriesAgainWhereOpenFilesCannotBeReplaced) {
+  for (const platform::Fault refusal : {platform::Fault::kDenied, platform::Fault::kBusy}) {
+    ASSERT_TRUE(t_.Open(kPath, 1));
+    const auto expected = t_.ByEmail();
+    files().FailCall(2, platform::Call::kRename, refusal);  // the first is of the note
+    bool refused_while_open = false;
+    int open_then = 0;
+    files().SetHook(platform::Call::kRename, [&](platform::Call, const std::string&) {
+      if (!files().FaultHit()) return;
+      refused_while_open = true;
+      open_then = files().OpenFileCount();
+    });
+    ASSERT_EQ(d4pack(t_.table()), kSuccess) << t_.Error();
+    files().SetHook(platform::Call::kRename, {});
+    files().ClearFault();
+    EXPECT_TRUE(refused_while_open);
+    EXPECT_EQ(open_then, 1) << "the note alone is held when it is tried again";
+    EXPECT_EQ(t_.ByEmail(), expected);
+    EXPECT_EQ(t_.CheckFindings(), "");
+    ASSERT_EQ(t_.Close(), kSuccess);
+    EXPECT_FALSE(files().Has(std::string(kPath) + ".commit"));
+  }
+}
+
 TEST_F(PackTest, AnotherProgramMeetsTheOldTableOrTheNewOne) {
   ASSERT_TRUE(t_.Open(kPath, 1));
   const auto expected = t_.ByEmail();
