@@ -160,29 +160,26 @@ void CAddressBookSource::ResetAbSource() {
 
 void CAddressBookSource::CreateAddressBookStore() {
   Labelled("CAddressBookSource::CreateAddressBookStore", [&] {
-    support::EnsureFolder(GroupDataFolder());
-    const auto database = MakeObject<Database>();
-    database->CreateTable(GroupDataFolder(), kSourceStore,
-                          {{"ID", FieldType::kCharacter, kLongestId, 0, false},
-                           {"Name", FieldType::kCharacter, 240, 0, false},
-                           {"SourceFmt", FieldType::kCharacter, 20, 0, false},
-                           {"SourceLoc", FieldType::kCharacter, kLongestLocation, 0, false},
-                           {"Writeable", FieldType::kLogical, 1, 0, false},
-                           {"Updateable", FieldType::kLogical, 1, 0, false},
-                           {"SilentMode", FieldType::kLogical, 1, 0, false},
-                           {"Options1", FieldType::kCharacter, 100, 0, false}},
-                          {{"ID", "ID", tablestore::kSettingsFilter, true, false}});
+    tablestore::EnsureSettingsTable(
+        GroupDataFolder(), kSourceStore,
+        {{"ID", FieldType::kCharacter, kLongestId, 0, false},
+         {"Name", FieldType::kCharacter, 240, 0, false},
+         {"SourceFmt", FieldType::kCharacter, 20, 0, false},
+         {"SourceLoc", FieldType::kCharacter, kLongestLocation, 0, false},
+         {"Writeable", FieldType::kLogical, 1, 0, false},
+         {"Updateable", FieldType::kLogical, 1, 0, false},
+         {"SilentMode", FieldType::kLogical, 1, 0, false},
+         {"Options1", FieldType::kCharacter, 100, 0, false}},
+        {{"ID", "ID", tablestore::kSettingsFilter, true, false}});
   });
 }
 
 void CAddressBookSource::CreateNameStore(const NameStore& store) {
   Labelled(store.create_label, [&] {
-    support::EnsureFolder(GroupDataFolder());
-    const auto database = MakeObject<Database>();
-    database->CreateTable(GroupDataFolder(), store.file,
-                          {{"ID", FieldType::kCharacter, kLongestId, 0, false},
-                           {store.field, FieldType::kCharacter, kLongestName, 0, false}},
-                          {{"ID", "ID", tablestore::kSettingsFilter, false, false}});
+    tablestore::EnsureSettingsTable(GroupDataFolder(), store.file,
+                                    {{"ID", FieldType::kCharacter, kLongestId, 0, false},
+                                     {store.field, FieldType::kCharacter, kLongestName, 0, false}},
+                                    {{"ID", "ID", tablestore::kSettingsFilter, false, false}});
   });
 }
 
@@ -198,7 +195,7 @@ bool CAddressBookSource::SaveAddressBookSource() {
         support::RequireFits(store->what, name, kLongestName);
       }
     }
-    if (!support::FileExists(GroupDataFolder() + kSourceStore)) CreateAddressBookStore();
+    CreateAddressBookStore();
     Ref<Database> database;
     const Ref<Recipients> rows = OpenById(GroupDataFolder(), kSourceStore, &database);
     if (!SeekId(rows, id_)) rows->AddNew();
@@ -215,21 +212,24 @@ bool CAddressBookSource::SaveAddressBookSource() {
 
 void CAddressBookSource::SaveNames(const NameStore& store) {
   Labelled(store.save_label, [&] {
-    const std::string file = GroupDataFolder() + store.file;
-    if (!support::FileExists(file)) CreateNameStore(store);
-    if (!support::FileExists(file)) return;
+    CreateNameStore(store);
     Ref<Database> database;
     const Ref<Recipients> rows = OpenById(GroupDataFolder(), store.file, &database);
-    if (SeekId(rows, id_)) {
-      do {
-        rows->Delete();
-      } while (rows->MoveNext() && IsRowOf(rows, id_));
-    }
+    // The new rows come before the old ones go: a source that was left without names half-way would
+    // have every contact of its address book.
+    const std::int32_t before = rows->GetRecordCount();
     for (const std::string& name : TextsOf(NamesOf(store))) {
       rows->AddNew();
       SetField(rows, "ID", id_);
       SetField(rows, store.field, name);
       rows->Update();
+    }
+    // Rows with the same key follow each other as they were written.
+    if (SeekId(rows, id_)) {
+      while (IsRowOf(rows, id_) && rows->GetRecordNo() <= before) {
+        rows->Delete();
+        if (!rows->MoveNext()) break;
+      }
     }
     rows->CloseTable();
     tablestore::CompactSettingsTable(database, GroupDataFolder(), store.file);
@@ -243,7 +243,7 @@ bool CAddressBookSource::OpenAddressBookSource(const std::string& ID) {
     if (TrimBlanks(id).empty()) throw Error(kErrBlankId, kOpen, kTextBlankId);
     id_ = id;
     const Error unknown(kErrNoSuchSource, kOpen, kTextNoSuchSource);
-    if (!support::FileExists(GroupDataFolder() + kSourceStore)) throw unknown;
+    if (!tablestore::SettingsTableExists(GroupDataFolder(), kSourceStore)) throw unknown;
     Ref<Database> database;
     const Ref<Recipients> rows = OpenById(GroupDataFolder(), kSourceStore, &database);
     if (!SeekId(rows, id_)) throw unknown;
@@ -258,7 +258,7 @@ bool CAddressBookSource::OpenAddressBookSource(const std::string& ID) {
 
 void CAddressBookSource::OpenNames(const NameStore& store) {
   Labelled(store.open_label, [&] {
-    if (!support::FileExists(GroupDataFolder() + store.file)) return;
+    if (!tablestore::SettingsTableExists(GroupDataFolder(), store.file)) return;
     Ref<Database> database;
     const Ref<Recipients> rows = OpenById(GroupDataFolder(), store.file, &database);
     if (SeekId(rows, id_)) {
@@ -274,7 +274,7 @@ void CAddressBookSource::OpenNames(const NameStore& store) {
 bool CAddressBookSource::DeleteAddressBookSource(const std::optional<std::string>& ID) {
   return Labelled("CAddressBookSource::DeleteAddressBookSource", [&] {
     const std::string id = ID && !ID->empty() ? *ID : id_;
-    if (support::FileExists(GroupDataFolder() + kSourceStore)) {
+    if (tablestore::SettingsTableExists(GroupDataFolder(), kSourceStore)) {
       Ref<Database> database;
       const Ref<Recipients> rows = OpenById(GroupDataFolder(), kSourceStore, &database);
       if (SeekId(rows, id)) rows->Delete();
@@ -289,7 +289,7 @@ bool CAddressBookSource::DeleteAddressBookSource(const std::optional<std::string
 
 void CAddressBookSource::DeleteNames(const NameStore& store, const std::string& id) {
   Labelled(store.delete_label, [&] {
-    if (!support::FileExists(GroupDataFolder() + store.file)) return;
+    if (!tablestore::SettingsTableExists(GroupDataFolder(), store.file)) return;
     Ref<Database> database;
     const Ref<Recipients> rows = OpenById(GroupDataFolder(), store.file, &database);
     if (SeekId(rows, id)) {

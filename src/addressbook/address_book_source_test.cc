@@ -431,6 +431,43 @@ TEST_F(AddressBookSourceTest, ErrorsCarryTheOuterLabelAndEveryLevelIsLogged) {
   EXPECT_LT(inner, outer);
 }
 
+TEST_F(AddressBookSourceTest, FailureHalfwayNeverLeavesASourceWithoutNames) {
+  Save("S0", {"Other"});
+  Save("S1", {"Old", "Older"}, {"Team"});
+  const platform::MemoryImage start = machine_.files.Snapshot();
+  int failures = 0;
+  for (std::uint64_t n = 1;; ++n) {
+    machine_.files.Restore(start);
+    machine_.files.FailCall(n, platform::Call::kAny, platform::Fault::kIoError);
+    const Error e = ErrorFrom([] { Save("S1", {"New"}, {"Staff", "Team"}); });
+    const bool hit = machine_.files.FaultHit();
+    machine_.files.ClearFault();
+    if (!hit) break;
+    if (e.number() != 0) ++failures;
+    const auto source = Opened("S1");
+    EXPECT_NE(TextsIn(source->GetCategories()), "") << "call " << n;
+    EXPECT_NE(TextsIn(source->GetDistributionLists()), "") << "call " << n;
+    EXPECT_EQ(TextsIn(Opened("S0")->GetCategories()), "Other|") << "call " << n;
+  }
+  EXPECT_GT(failures, 10);
+}
+
+TEST_F(AddressBookSourceTest, TableOfNamesThatCannotBeReachedIsNoEmptyOne) {
+  Save("S1", {"Old"});
+  int errors = 0;
+  for (std::uint64_t n = 1; n < 30; ++n) {
+    machine_.files.FailCall(n, platform::Call::kStat, platform::Fault::kDenied);
+    std::string seen;
+    const Error e = ErrorFrom([&] { seen = TextsIn(Opened("S1")->GetCategories()); });
+    const bool hit = machine_.files.FaultHit();
+    machine_.files.ClearFault();
+    if (!hit) break;
+    errors += e.number() != 0 ? 1 : 0;
+    EXPECT_EQ(seen, e.number() == 0 ? "Old|" : "") << "call " << n;
+  }
+  EXPECT_GE(errors, 3) << "one for each table";
+}
+
 TEST_F(AddressBookSourceTest, NothingIsHeldOpenBetweenCalls) {
   Save("S1", {"Friends"}, {"Team"});
   EXPECT_EQ(machine_.files.OpenFileCount(), 0);
