@@ -17,6 +17,9 @@ using automation::Value;
 constexpr std::size_t kBoundBytes = 8192;
 constexpr std::size_t kDecimalBytes = 64;
 
+// The column that numbers the rows of a temporary table.
+constexpr const char* kPageNumber = "pv_row_number";
+
 template <typename T>
 T Load(const std::uint8_t* from) {
   T value;
@@ -54,14 +57,50 @@ std::size_t BoundOf(const Column& column, Dialect dialect) {
 }  // namespace
 
 Result<std::unique_ptr<BlockReader>> BlockReader::Make(Statement statement,
-                                                       const std::vector<Column>* columns,
-                                                       std::size_t skip) {
-  std::unique_ptr<BlockReader> reader(new BlockReader(std::move(statement), columns, skip));
+                                                       const std::vector<Column>* columns) {
+  std::unique_ptr<BlockReader> reader(new BlockReader(std::move(statement), columns));
+  reader->Arrange();
   PV_RETURN_IF_ERROR(reader->Bind());
   return reader;
 }
 
-Status BlockReader::Bind() {
+Result<std::unique_ptr<BlockReader>> BlockReader::MakePaged(const std::shared_ptr<Session>& session,
+                                                            const std::string& sql,
+                                                            const std::vector<Column>* columns) {
+  PV_ASSIGN_OR_RETURN(Statement statement, Statement::Make(session));
+  const std::string table = session->NewTemporaryName();
+  // Rows are numbered in the order in which the query gives them.
+  PV_RETURN_IF_ERROR(
+      statement.ExecuteDirect("CREATE TEMPORARY TABLE " + table + " (" + kPageNumber +
+                              " BIGINT NOT NULL AUTO_INCREMENT PRIMARY KEY) " + sql));
+  std::unique_ptr<BlockReader> reader(new BlockReader(std::move(statement), columns));
+  reader->page_table_ = table;
+  reader->Arrange();
+  PV_RETURN_IF_ERROR(reader->OpenPage());
+  return reader;
+}
+
+BlockReader::~BlockReader() {
+  if (!is_paged() || !statement_) return;
+  const std::shared_ptr<Session> session = statement_.session();
+  statement_.Free();
+  Result<Statement> drop = Statement::Make(session);
+  // A table that cannot be dropped goes with the connection.
+  if (drop.ok()) (void)drop->ExecuteDirect("DROP TEMPORARY TABLE " + page_table_).ok();
+}
+
+Status BlockReader::OpenPage() {
+  const std::shared_ptr<Session> session = statement_.session();
+  PV_ASSIGN_OR_RETURN(statement_, Statement::Make(session));
+  PV_RETURN_IF_ERROR(statement_.ExecuteDirect("SELECT * FROM " + page_table_ + " WHERE " +
+                                              kPageNumber + " > " + std::to_string(last_number_) +
+                                              " ORDER BY " + kPageNumber + " LIMIT " +
+                                              std::to_string(Session::kServerRows)));
+  return Bind();
+}
+
+// Decides how each column is fetched, and how many rows a block has.
+void BlockReader::Arrange() {
   const Session& session = *statement_.session();
   bool one_by_one = session.dialect() == Dialect::kSqlite;
   std::size_t row_bytes = 0;
@@ -118,19 +157,29 @@ Status BlockReader::Bind() {
   if (!one_by_one) {
     block_rows_ =
         std::clamp<std::size_t>(kMostBytes / std::max<std::size_t>(row_bytes, 1), 1, kMostRows);
-    PV_RETURN_IF_ERROR(statement_.SetAttribute(SQL_ATTR_ROW_ARRAY_SIZE, AsPointer(block_rows_)));
   }
   row_status_.resize(block_rows_);
+  page_numbers_.resize(is_paged() ? block_rows_ : 0);
+}
+
+Status BlockReader::Bind() {
+  if (block_rows_ > 1) {
+    PV_RETURN_IF_ERROR(statement_.SetAttribute(SQL_ATTR_ROW_ARRAY_SIZE, AsPointer(block_rows_)));
+  }
   PV_RETURN_IF_ERROR(statement_.SetAttribute(SQL_ATTR_ROWS_FETCHED_PTR, &fetched_));
   PV_RETURN_IF_ERROR(statement_.SetAttribute(SQL_ATTR_ROW_STATUS_PTR, row_status_.data()));
+  if (is_paged()) {
+    PV_RETURN_IF_ERROR(statement_.Check(
+        ::SQLBindCol(statement_.handle(), 1, SQL_C_SBIGINT, page_numbers_.data(), 0, nullptr)));
+  }
   for (std::size_t i = 0; i < buffers_.size(); ++i) {
     Buffer& buffer = buffers_[i];
     buffer.data.resize(buffer.width * block_rows_);
     buffer.sizes.resize(block_rows_);
     if (!buffer.bound) continue;
     PV_RETURN_IF_ERROR(statement_.Check(
-        ::SQLBindCol(statement_.handle(), static_cast<SQLUSMALLINT>(i + 1 + skip_), buffer.c_type,
-                     buffer.data.data(), static_cast<SQLLEN>(buffer.width), buffer.sizes.data())));
+        ::SQLBindCol(statement_.handle(), NumberOf(i), buffer.c_type, buffer.data.data(),
+                     static_cast<SQLLEN>(buffer.width), buffer.sizes.data())));
   }
   return Status::Ok();
 }
@@ -138,7 +187,11 @@ Status BlockReader::Bind() {
 Status BlockReader::Fetch() {
   fetched_ = 0;
   row_ = 0;
-  const SQLRETURN code = ::SQLFetchScroll(statement_.handle(), SQL_FETCH_NEXT, 0);
+  SQLRETURN code = ::SQLFetchScroll(statement_.handle(), SQL_FETCH_NEXT, 0);
+  if (code == SQL_NO_DATA && is_paged()) {
+    PV_RETURN_IF_ERROR(OpenPage());
+    code = ::SQLFetchScroll(statement_.handle(), SQL_FETCH_NEXT, 0);
+  }
   if (code == SQL_NO_DATA) {
     at_end_ = true;
     return Status::Ok();
@@ -146,6 +199,9 @@ Status BlockReader::Fetch() {
   // Drivers that fetch one row need not say so.
   if (block_rows_ == 1 && SQL_SUCCEEDED(code)) fetched_ = 1;
   if (fetched_ > block_rows_) fetched_ = block_rows_;
+  if (is_paged() && SQL_SUCCEEDED(code) && fetched_ > 0) {
+    last_number_ = page_numbers_[fetched_ - 1];
+  }
   if (code == SQL_SUCCESS_WITH_INFO) {
     // Cut values are no matter; a row that could not be read is.
     const auto end = row_status_.begin() + static_cast<std::ptrdiff_t>(fetched_);
@@ -226,6 +282,7 @@ Result<Value> BlockReader::Get(std::size_t column) {
     return Value(FromWide(units, bytes / sizeof(SQLWCHAR)));
   }
   const std::string_view digits(reinterpret_cast<const char*>(data), bytes);
+  if ((*columns_)[column].ado_type == kAdoCurrency) return DecimalValue(DigitsOfMoney(digits));
   return (*columns_)[column].kind == Kind::kInteger ? IntegerOfDigits(digits)
                                                     : DecimalValue(digits);
 }
@@ -233,7 +290,7 @@ Result<Value> BlockReader::Get(std::size_t column) {
 Status BlockReader::FetchWhole(std::size_t column, SQLLEN known_size) {
   Buffer& buffer = buffers_[column];
   if (buffer.whole_row == rows_read_) return Status::Ok();
-  const auto number = static_cast<SQLUSMALLINT>(column + 1 + skip_);
+  const auto number = NumberOf(column);
   if (block_rows_ > 1) {
     if (!statement_.session()->can_reread_blocks()) {
       return Status(StatusCode::kInvalid,

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "base/status.h"
@@ -27,11 +28,19 @@ class BlockReader {
   static constexpr std::size_t kMostBytes = std::size_t{1} << 20;
   static constexpr std::size_t kShortBytes = 1024;
 
-  // Takes over a statement that was executed and gives rows. `skip` columns at its beginning are
-  // not shown.
+  // Takes over a statement that was executed and gives rows.
   static Result<std::unique_ptr<BlockReader>> Make(Statement statement,
-                                                   const std::vector<Column>* columns,
-                                                   std::size_t skip = 0);
+                                                   const std::vector<Column>* columns);
+
+  // For drivers that read whole results, however they are asked (MariaDB's): keeps the result of a
+  // query in a temporary table of the server, from which it is read page by page. Fails when such
+  // a table cannot be made.
+  static Result<std::unique_ptr<BlockReader>> MakePaged(const std::shared_ptr<Session>& session,
+                                                        const std::string& sql,
+                                                        const std::vector<Column>* columns);
+  ~BlockReader();
+  BlockReader(const BlockReader&) = delete;
+  BlockReader& operator=(const BlockReader&) = delete;
 
   // Moves to the next row; false behind the last. A failure is answered again and again: a walk
   // that broke never looks like one that ended.
@@ -55,9 +64,16 @@ class BlockReader {
     bool whole_is_null = false;
     std::uint64_t whole_row = 0;  // of `rows_read_`
   };
-  BlockReader(Statement statement, const std::vector<Column>* columns, std::size_t skip)
-      : statement_(std::move(statement)), columns_(columns), skip_(skip) {}
+  BlockReader(Statement statement, const std::vector<Column>* columns)
+      : statement_(std::move(statement)), columns_(columns) {}
+  void Arrange();
   Status Bind();
+  Status OpenPage();
+  // The number of a column in the driver's result.
+  SQLUSMALLINT NumberOf(std::size_t column) const {
+    return static_cast<SQLUSMALLINT>(column + (is_paged() ? 2 : 1));
+  }
+  bool is_paged() const { return !page_table_.empty(); }
   Status Fetch();
   // Fetches the whole of a value that is longer than its buffer or has none, once for each row:
   // drivers need not give it again.
@@ -65,7 +81,6 @@ class BlockReader {
 
   Statement statement_;
   const std::vector<Column>* columns_;
-  std::size_t skip_;
   std::vector<Buffer> buffers_;
   std::size_t block_rows_ = 1;
   SQLULEN fetched_ = 0;
@@ -76,6 +91,11 @@ class BlockReader {
   bool with_reports_ = false;
   Status failure_;
   Status row_failure_;
+
+  // Of a result in a temporary table, whose first column numbers its rows.
+  std::string page_table_;
+  std::vector<std::int64_t> page_numbers_;
+  std::int64_t last_number_ = 0;
 };
 
 }  // namespace pv::adodb

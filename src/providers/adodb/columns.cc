@@ -46,8 +46,6 @@ constexpr TypeEntry kTypes[] = {
 };
 constexpr TypeEntry kUnknownType = {SQL_UNKNOWN_TYPE, 200, 200, Kind::kText, 0};
 
-constexpr std::int32_t kAdoCurrency = 6;
-
 const TypeEntry& EntryOf(SQLSMALLINT sql) {
   for (const TypeEntry& entry : kTypes) {
     if (entry.sql == sql) return entry;
@@ -184,6 +182,26 @@ Value Coerced(const Column& column, const Value& value) {
       return value;
   }
   return value;
+}
+
+std::string DigitsOfMoney(std::string_view text) {
+  // The last point or comma divides the decimals when two digits follow it.
+  std::size_t point = text.find_last_of(".,");
+  const std::size_t last = text.find_last_of("0123456789");
+  if (point != std::string_view::npos && (last < point || last - point != 2)) {
+    point = std::string_view::npos;
+  }
+  std::string digits;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (i == point) {
+      digits.push_back('.');
+    } else if (text[i] == '-' || text[i] == '(') {
+      digits.insert(digits.begin(), '-');
+    } else if (text[i] >= '0' && text[i] <= '9') {
+      digits.push_back(text[i]);
+    }
+  }
+  return digits;
 }
 
 Value DecimalValue(std::string_view digits) {

@@ -26,6 +26,9 @@ enum class Kind : std::uint8_t {
   kBytes,
 };
 
+// ADO's number of an amount of money.
+constexpr std::int32_t kAdoCurrency = 6;
+
 // The attributes of fields, numbered as ADO numbers them.
 enum : std::int32_t {
   kFieldUpdatable = 4,
@@ -63,6 +66,9 @@ Result<std::vector<Column>> DescribeColumns(Statement* statement);
 // A value as the column holds it: numbers for a number column, and so on. Throws
 // automation::Error 13 or 6 when it cannot be one.
 automation::Value Coerced(const Column& column, const automation::Value& value);
+
+// An amount as PostgreSQL shows it ("-$1,234.56") as digits.
+std::string DigitsOfMoney(std::string_view text);
 
 // A decimal number in digits as currency where that is exact, else as it stands.
 automation::Value DecimalValue(std::string_view digits);

@@ -187,6 +187,17 @@ std::int64_t Recordset::OpenOn(const Ref<Connection>& connection, const std::str
 
 Result<std::unique_ptr<BlockReader>> Recordset::Execute(bool describe) {
   PV_ASSIGN_OR_RETURN(Statement statement, Statement::Make(session_));
+  if (session_->dialect() == Dialect::kMariaDb && MayGiveManyRows(sql_) &&
+      statement.Prepare(sql_).ok()) {
+    if (describe) {
+      PV_ASSIGN_OR_RETURN(columns_, DescribeColumns(&statement));
+    }
+    Result<std::unique_ptr<BlockReader>> paged = BlockReader::MakePaged(session_, sql_, &columns_);
+    // Where no such table can be made (no right to, two columns of one name) the driver reads it
+    // all.
+    if (paged.ok()) return paged;
+    PV_ASSIGN_OR_RETURN(statement, Statement::Make(session_));
+  }
   PV_RETURN_IF_ERROR(statement.ExecuteDirect(sql_));
   PV_ASSIGN_OR_RETURN(const int columns, statement.ColumnCount());
   if (columns == 0) {

@@ -74,6 +74,9 @@ class Session {
   Status Fail(SQLSMALLINT kind, SQLHANDLE handle);
   Diagnostics diagnostics;
 
+  // A name for a temporary table that no other on this connection has.
+  std::string NewTemporaryName() { return "pv_walk_" + std::to_string(++temporary_names_); }
+
   void AddUser(SessionUser* user) { users_.insert(user); }
   void RemoveUser(SessionUser* user) { users_.erase(user); }
 
@@ -92,6 +95,7 @@ class Session {
   Dialect dialect_ = Dialect::kOther;
   std::string quote_ = "\"";
   bool in_transaction_ = false;
+  int temporary_names_ = 0;
   std::set<SessionUser*> users_;
 };
 

@@ -149,10 +149,14 @@ bool HasPlainColumns(std::string_view sql) {
   }
 }
 
-bool IsPlainQuery(std::string_view text) {
+bool MayGiveManyRows(std::string_view text) {
   const std::string_view word = FirstWord(text);
-  return (EqualsIgnoreCase(word, "select") || EqualsIgnoreCase(word, "with")) &&
-         text.find(';') == std::string_view::npos;
+  if (EqualsIgnoreCase(word, "with")) return text.find(';') == std::string_view::npos;
+  if (!EqualsIgnoreCase(word, "select") || text.find(';') != std::string_view::npos) return false;
+  // What groups count their members by gives one row, and so does a query without a table.
+  const std::string_view rest = Trim(Trim(text).substr(word.size()));
+  return !EqualsIgnoreCase(rest.substr(0, 6), "count(") &&
+         ToLower(rest).find("from") != std::string::npos;
 }
 
 }  // namespace pv::adodb

@@ -23,8 +23,8 @@ bool IsStatement(std::string_view text);
 // True for a query whose columns are "*" or plain names, so that each has its own name.
 bool HasPlainColumns(std::string_view sql);
 
-// True when the statement only reads, so that it can stand inside another one.
-bool IsPlainQuery(std::string_view text);
+// True for a query that may give many rows and can stand inside another statement.
+bool MayGiveManyRows(std::string_view text);
 
 }  // namespace pv::adodb
 

@@ -25,10 +25,12 @@ TEST(StatementText, StatementsAndNames) {
        {"customers", "my table", "select", "\"select x\"", "", "  ", "selected x"}) {
     EXPECT_FALSE(IsStatement(name)) << name;
   }
-  EXPECT_TRUE(IsPlainQuery(" select * from t"));
-  EXPECT_TRUE(IsPlainQuery("WITH a as (select 1) select * from a"));
-  EXPECT_FALSE(IsPlainQuery("show tables"));
-  EXPECT_FALSE(IsPlainQuery("select 1; select 2"));
+  EXPECT_TRUE(MayGiveManyRows(" select * from t"));
+  EXPECT_TRUE(MayGiveManyRows("WITH a as (select 1) select * from a"));
+  EXPECT_FALSE(MayGiveManyRows("show tables"));
+  EXPECT_FALSE(MayGiveManyRows("select 1; select 2 from t"));
+  EXPECT_FALSE(MayGiveManyRows("select  COUNT(*) from t"));
+  EXPECT_FALSE(MayGiveManyRows("select last_insert_id()"));
 }
 
 TEST(StatementText, PlainColumns) {
