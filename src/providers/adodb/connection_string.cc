@@ -85,6 +85,9 @@ Status ReadValue(std::string_view text, std::string_view key, std::size_t* pos,
 Result<ConnectionString> ConnectionString::Parse(std::string_view text) {
   ConnectionString result;
   if (Trim(text).empty()) return result;
+  if (text.find('\0') != std::string_view::npos) {
+    return Status::Invalid("the connection string has a zero character");
+  }
   if (text.find('=') == std::string_view::npos && text.find(';') == std::string_view::npos) {
     result.Set("DSN", std::string(Trim(text)));
     return result;

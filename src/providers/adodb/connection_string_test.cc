@@ -56,6 +56,12 @@ TEST(ConnectionString, FailuresShowNoValues) {
   }
 }
 
+TEST(ConnectionString, ZeroCharactersAreRefused) {
+  using namespace std::string_view_literals;
+  EXPECT_FALSE(ConnectionString::Parse("\0a=b"sv).ok());
+  EXPECT_FALSE(ConnectionString::Parse("a=b\0c"sv).ok());
+}
+
 TEST(ConnectionString, SecretsAreLeftOutAndReplaced) {
   const auto parsed = ConnectionString::Parse("Server=db;Uid=me;Pwd={pw;1};Database=x");
   ASSERT_TRUE(parsed.ok());
