@@ -90,6 +90,7 @@ function(pv_test name)
     # All in one folder, from which tests/windows runs them.
     set_target_properties(${name} PROPERTIES
       RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests/unit)
+    add_dependencies(windows_units ${name})
   else()
     add_test(NAME ${name} COMMAND ${name})
   endif()

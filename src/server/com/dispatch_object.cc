@@ -1,6 +1,9 @@
 // The dispatch interface. Tested by tests/windows.
 #include "server/com/dispatch_object.h"
 
+#include <cstdint>
+#include <cstring>
+
 #include "base/text.h"
 #include "server/com/errors.h"
 #include "server/com/foreign_object.h"
@@ -18,9 +21,19 @@ using automation::Object;
 using automation::Ref;
 using automation::Value;
 
-// By this interface an object of ours is known again; it never leaves the process.
-constexpr GUID kOwnObject = {
-    0x6E1E7BC1, 0x3B0C, 0x4F2E, {0x9D, 0x55, 0x0A, 0x6B, 0x3C, 0x7F, 0x12, 0xE8}};
+// By this interface an object of ours is known again; it never leaves the process. It holds an
+// address of this module: another copy of the component in the process is not ours.
+const GUID& OwnObject() {
+  static const GUID id = [] {
+    static const char here = 0;
+    const auto address = reinterpret_cast<std::uintptr_t>(&here);
+    GUID made = {0x6E1E7BC1, 0x3B0C, 0x4F2E, {}};
+    static_assert(sizeof address <= sizeof made.Data4);
+    std::memcpy(made.Data4, &address, sizeof address);
+    return made;
+  }();
+  return id;
+}
 
 constexpr unsigned kPutFlags = DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF;
 
@@ -50,7 +63,7 @@ IDispatch* DispatchObject::For(const Ref<Object>& object) {
 
 Ref<Object> DispatchObject::Behind(IUnknown* unknown) {
   Pointer<IUnknown> own;
-  if (FAILED(unknown->QueryInterface(kOwnObject, reinterpret_cast<void**>(own.Receive())))) {
+  if (FAILED(unknown->QueryInterface(OwnObject(), reinterpret_cast<void**>(own.Receive())))) {
     return nullptr;
   }
   return static_cast<DispatchObject*>(static_cast<IDispatch*>(own.get()))->object_;
@@ -64,7 +77,7 @@ DispatchObject::DispatchObject(const Ref<Object>& object)
 DispatchObject::~DispatchObject() { object_->set_door(nullptr); }
 
 void* DispatchObject::FindInterface(REFIID iid) noexcept {
-  if (iid == IID_IDispatch || iid == kOwnObject ||
+  if (iid == IID_IDispatch || iid == OwnObject() ||
       (ids_ != nullptr && iid == GuidOf(ids_->interface_id))) {
     return static_cast<IDispatch*>(this);
   }
