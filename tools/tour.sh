@@ -78,6 +78,30 @@ for file in groups/*.pvg; do
 done
 show table show "$table" --tag EMAIL --format recno --limit 3
 
+# A database needs the provider of groups on databases, and SQLite's ODBC driver.
+if command -v python3 >/dev/null && PVGROUP_DATA=$folder/probe "$program" source add probe 'Driver=SQLite3;Database=shop.db' \
+  >"$folder/probe.log" 2>&1; then
+  say 'A group can be a query on a database; here on SQLite. Values are quoted as their fields want.'
+  python3 - <<'PYTHON'
+import csv, sqlite3
+with sqlite3.connect("shop.db") as shop, open("customers.csv", encoding="utf-8", newline="") as file:
+    shop.execute('create table people (email varchar(100), "first name" varchar(40), '
+                 "city varchar(40), balance decimal(10,2))")
+    shop.executemany("insert into people values (?, ?, ?, ?)",
+                     ([r["EMAIL"], r["FIRST_NAME"], r["CITY"], r["BALANCE"] or None]
+                      for r in csv.DictReader(file)))
+PYTHON
+  show source add shop 'Driver=SQLite3;Database=shop.db'
+  show sql add debtors --source shop --table people --where 'balance < 0 and "first name" like M%'
+  show sql show debtors
+  show find debtors City=Berlin --fields email,city
+  show copy debtors 'debtors today'
+  show delete debtors --yes
+  show source delete shop --yes
+else
+  say "Groups on databases are left out of this tour: $(tail -n 1 "$folder/probe.log")"
+fi
+
 say 'Rename and delete. What destroys wants --yes where nobody can be asked.'
 show rename customers 'Customers 2026'
 show delete 'Customers 2026' --yes

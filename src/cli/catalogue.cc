@@ -10,10 +10,12 @@
 #include "cli/failure.h"
 #include "groups/group_id.h"
 #include "platform/system.h"
+#include "pvgroupman/ado/ado_group_properties.h"
 #include "pvgroupman/automation/error.h"
 #include "pvgroupman/support/settings.h"
 #include "support/application.h"
 #include "tablestore/engine/error_codes.h"
+#include "tablestore/settings_table.h"
 
 namespace pv::cli {
 namespace {
@@ -178,6 +180,36 @@ void Catalogue::Delete(const GroupEntry& entry) {
     }
     groups_->DeleteGroup(entry.id);
     if (entry.type == groups::GroupType::kAddressBook) RemoveSettings(*this, entry);
+    if (entry.type != groups::GroupType::kAdoRecordset || entry.properties_id.empty()) return;
+    const bool shared = std::any_of(entries_.begin(), entries_.end(), [&](const auto& other) {
+      return other.id != entry.id && other.type == entry.type &&
+             other.properties_id == entry.properties_id;
+    });
+    if (shared) return;
+    automation::MakeObject<ado::CADOGroupProperties>()->DeleteADOGroupProperties(
+        entry.properties_id);
+  });
+}
+
+void Catalogue::AddSql(const std::string& id, const std::string& name, const std::string& source_id,
+                       const std::string& definition_id) {
+  CheckName(name, nullptr);
+  Guarded([&] {
+    groups_->AddGroup(id, name, groups::GroupType::kAdoRecordset, source_id, definition_id, "");
+  });
+}
+
+void Catalogue::SetSource(const GroupEntry& entry, const std::string& source_id) {
+  Guarded([&] {
+    const auto database = automation::MakeObject<tablestore::Database>();
+    const auto rows =
+        database->OpenTable(data_folder_, "groups.pvg", std::nullopt, std::string("ID"));
+    if (!rows->SeekFirst(entry.id, "ID")) {
+      throw Failure(kUnavailable, "group \"" + entry.name + "\" is gone");
+    }
+    tablestore::SetField(rows, "DSNID", source_id);
+    rows->Update();
+    rows->CloseTable();
   });
 }
 

@@ -48,7 +48,15 @@ class Catalogue {
                     const std::vector<engine::FieldRecord>& fields,
                     const std::string& address_field);
 
+  // Enters a group that is a query, whose source and definition are saved already.
+  void AddSql(const std::string& id, const std::string& name, const std::string& source_id,
+              const std::string& definition_id);
+
+  // Lets a group that is a query use another data source.
+  void SetSource(const GroupEntry& entry, const std::string& source_id);
+
   void Rename(const GroupEntry& entry, const std::string& new_name);
+  // With the files of a native group; with the definition of a query, unless another group has it.
   void Delete(const GroupEntry& entry);
   void Compact(const GroupEntry& entry);
 

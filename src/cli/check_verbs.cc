@@ -1,5 +1,6 @@
 // Verbs that look into groups: info and verify. Tested by tests/cli.
 #include "cli/catalogue.h"
+#include "cli/sql_verbs.h"
 #include "cli/table_report.h"
 #include "cli/verbs.h"
 
@@ -8,6 +9,10 @@ namespace {
 
 ExitCode Info(const CommonOptions& common, const std::string& group) {
   const Catalogue catalogue;
+  if (const GroupEntry& any = catalogue.Get(group); any.type == groups::GroupType::kAdoRecordset) {
+    PrintProperties(DescribeSqlGroup(any), common.json);
+    return kDone;
+  }
   const GroupEntry& entry = catalogue.GetNative(group);
   const Session session;
   Table table(session, entry.table_path(), Access::kShared);

@@ -1,4 +1,4 @@
-// Data sources. Tested by data_sources_test.cc and tests/cli.
+// Data sources. Tested by tests/cli.
 #include "cli/data_sources.h"
 
 #include <algorithm>

@@ -105,7 +105,10 @@ ExitCode Create(const CreateArguments& arguments) {
 ExitCode Delete(const CommonOptions& common, const std::string& group) {
   Catalogue catalogue;
   const GroupEntry entry = catalogue.Get(group);
-  Confirm(common, "Delete the group \"" + entry.name + "\" and its files?");
+  Confirm(common,
+          "Delete the group \"" + entry.name +
+              (entry.type == groups::GroupType::kAdoRecordset ? "\"? Its database stays as it is."
+                                                              : "\" and its files?"));
   catalogue.Delete(entry);
   return kDone;
 }

@@ -152,11 +152,16 @@ class Import {
 
   void PrintPlan() {
     if (options_.json) return;
-    std::printf("%s: %llu rows, %s, delimiter %s, quote %s, %s\n", Harmless(source_.name()).c_str(),
-                static_cast<unsigned long long>(row_count_), source_.encoding().name.c_str(),
-                InQuotes(DelimiterText(source_.dialect().delimiter)).c_str(),
-                InQuotes(QuoteText(source_.dialect().quote)).c_str(),
-                source_.has_header() ? "header row" : "no header row");
+    std::printf("%s: %llu rows", Harmless(source_.name()).c_str(),
+                static_cast<unsigned long long>(row_count_));
+    if (options_.spool != nullptr) {
+      std::printf("\n");
+    } else {
+      std::printf(", %s, delimiter %s, quote %s, %s\n", source_.encoding().name.c_str(),
+                  InQuotes(DelimiterText(source_.dialect().delimiter)).c_str(),
+                  InQuotes(QuoteText(source_.dialect().quote)).c_str(),
+                  source_.has_header() ? "header row" : "no header row");
+    }
     std::printf("%s group \"%s\"%s:\n", entry_ == nullptr ? "new" : "into",
                 Harmless(entry_ == nullptr ? options_.group : entry_->name).c_str(),
                 options_.dry_run ? " (dry run: nothing is written)" : "");

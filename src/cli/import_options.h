@@ -3,12 +3,14 @@
 #define PV_CLI_IMPORT_OPTIONS_H_
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/infer.h"
 #include "cli/sniff.h"
+#include "cli/spooled_input.h"
 
 namespace pv::cli {
 
@@ -19,11 +21,13 @@ struct ColumnMapping {
   std::string column;  // a heading, or a column's number from 1
   std::string field;
   std::optional<FieldShape> shape;
+  bool text = false;  // the values are texts, even those that look like numbers or dates
 };
 
 struct ImportOptions {
   std::string group;
-  std::string file;  // "-": standard input
+  std::string file;  // "-": standard input; what people call it, when the rows are in `spool`
+  std::shared_ptr<SpooledInput> spool;
   std::string encoding;
   DialectHints dialect;
   InferenceHints inference;

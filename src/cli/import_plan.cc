@@ -21,6 +21,7 @@ class Planner {
     for (const std::string& heading : headings)
       plan_.columns.push_back({heading, "", {}, {}, "", false});
     shapes_.resize(headings.size());
+    texts_.resize(headings.size());
   }
 
   ImportPlan Make() {
@@ -61,6 +62,7 @@ class Planner {
       plan_.columns[i].mapped = true;
       plan_.columns[i].field = ToUpper(mapping.field);
       shapes_[i] = mapping.shape;
+      texts_[i] = mapping.text;
       if (!group_.fields.empty() && mapping.shape) {
         throw Failure(kUsage, "--map " + mapping.column + "=" + mapping.field +
                                   ": the fields of a group that is there have their types already");
@@ -152,7 +154,8 @@ class Planner {
       }
       return;
     }
-    column.shape = shapes_[i].value_or(inference_.ShapeOf(i, IsCodeHeading(column.heading)));
+    column.shape =
+        shapes_[i].value_or(inference_.ShapeOf(i, texts_[i] || IsCodeHeading(column.heading)));
     const bool dates = inference_.HoldsDates(i) && column.reading.order_unknown;
     if (dates && column.shape.type == 'C' && !shapes_[i]) {
       column.note = "dates whose day and month cannot be told apart stay text; see --date-order";
@@ -188,6 +191,7 @@ class Planner {
   Inference inference_;
   ImportPlan plan_;
   std::vector<std::optional<FieldShape>> shapes_;  // from --map
+  std::vector<bool> texts_;
 };
 
 }  // namespace

@@ -11,13 +11,17 @@ namespace pv::cli {
 namespace {
 
 constexpr std::size_t kSampleSize = 256 * 1024;
+constexpr const char* kStandardInput = "standard input";
 
 }  // namespace
 
 ImportSource::ImportSource(const ImportOptions& options) {
   platform::FileSystem* files = platform::CurrentSystem().files;
-  if (options.file == "-") {
-    name_ = "standard input";
+  if (options.spool != nullptr) {
+    name_ = options.file;
+    spooled_ = options.spool;
+  } else if (options.file == "-") {
+    name_ = kStandardInput;
     spooled_ = Take(SpooledInput::FromStream(stdin));
   } else {
     name_ = options.file;
@@ -53,6 +57,15 @@ ImportSource::ImportSource(const ImportOptions& options) {
   }
   sniffed_ = SniffDialect(Sample(), options.dialect);
   sniffed_.dialect.utf16 = encoding().is_utf16();
+}
+
+std::string ImportSource::stem() const {
+  if (is_file()) return name_;
+  std::string stem = name_ == kStandardInput ? "stdin" : name_;
+  for (char& c : stem) {
+    if (c == '/' || c == '\\' || c == ':' || static_cast<unsigned char>(c) < 0x20) c = '_';
+  }
+  return stem;
 }
 
 std::string ImportSource::Sample() const {

@@ -25,6 +25,9 @@ class ImportSource {
   // Whether it is a file that others can be written beside.
   bool is_file() const { return spooled_ == nullptr; }
 
+  // What files with its rejected rows are named after.
+  std::string stem() const;
+
   const Encoding& encoding() const { return sniffed_encoding_.encoding; }
   std::size_t mark_size() const { return sniffed_encoding_.mark_size; }
   const CsvDialect& dialect() const { return sniffed_.dialect; }
@@ -45,7 +48,7 @@ class ImportSource {
 
   std::string name_;
   std::unique_ptr<platform::File> opened_;
-  std::unique_ptr<SpooledInput> spooled_;
+  std::shared_ptr<SpooledInput> spooled_;
   platform::File* file_ = nullptr;
   mutable std::mutex reading_;  // a File is for one thread at a time
   std::uint64_t size_ = 0;

@@ -53,6 +53,13 @@ std::unique_ptr<OutputStream> OutputStream::ToFile(const std::string& wanted, bo
   return stream;
 }
 
+std::unique_ptr<OutputStream> OutputStream::Into(platform::File* file) {
+  auto stream = std::make_unique<OutputStream>();
+  stream->stream_ = nullptr;
+  stream->into_ = file;
+  return stream;
+}
+
 bool OutputStream::WouldReplace(const std::string& path) {
   std::error_code error;
   return std::filesystem::is_regular_file(SystemPath(path), error);
@@ -72,7 +79,8 @@ void OutputStream::Fail() const {
 
 void OutputStream::Send() {
   if (stream_ == nullptr) {
-    Check(file_->Write(offset_, buffer_.data(), buffer_.size()));
+    platform::File* const file = into_ != nullptr ? into_ : file_.get();
+    Check(file->Write(offset_, buffer_.data(), buffer_.size()));
   } else if (std::fwrite(buffer_.data(), 1, buffer_.size(), stream_) != buffer_.size()) {
     Fail();
   }
@@ -82,6 +90,7 @@ void OutputStream::Send() {
 
 void OutputStream::Finish() {
   Send();
+  if (into_ != nullptr) return;
   if (stream_ != nullptr) {
     if (std::fflush(stream_) != 0) Fail();
     return;

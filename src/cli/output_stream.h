@@ -25,6 +25,9 @@ class OutputStream {
   // followed; a device or a pipe is written to as it is.
   static std::unique_ptr<OutputStream> ToFile(const std::string& path, bool replace);
 
+  // An open file, from its start on; it stays open and must outlive the stream.
+  static std::unique_ptr<OutputStream> Into(platform::File* file);
+
   // Whether ToFile would put another file in the place of one that is there.
   static bool WouldReplace(const std::string& path);
 
@@ -56,6 +59,7 @@ class OutputStream {
   std::uint64_t offset_ = 0;
   std::FILE* stream_ = nullptr;           // standard output, a device or a pipe
   std::unique_ptr<platform::File> file_;  // where that is null
+  platform::File* into_ = nullptr;        // where both are
   std::string path_;
   std::string building_;
   bool replace_ = false;

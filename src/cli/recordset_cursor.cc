@@ -80,6 +80,12 @@ bool IsNumberType(std::int32_t ado_type) {
   return type == groups::PVGroupFieldType::kNumber || type == groups::PVGroupFieldType::kCurrency;
 }
 
+// Calls a method or reads a property without arguments.
+Value Reach(const Ref<Object>& object, std::int32_t id) {
+  automation::Call call{automation::kCallMethodOrGet, {}, {}};
+  return automation::Invoke(object, id, call);
+}
+
 void SetText(const std::string& text, std::int32_t ado_type, Cell* cell) {
   NumberShape shape;
   const bool number = IsNumberType(ado_type) && ReadNumber(text, '.', &shape) &&
@@ -173,7 +179,10 @@ FieldShape ShapeOfAdo(std::int32_t ado_type, std::int32_t size, std::int32_t pre
   return {'M', 0, 0};
 }
 
-RecordsetCursor::RecordsetCursor(const Ref<Object>& recordset) : recordset_(recordset) {
+RecordsetCursor::RecordsetCursor(const Ref<Object>& recordset)
+    : recordset_(recordset),
+      eof_id_(automation::GetIdOfName(recordset, "EOF")),
+      move_next_id_(automation::GetIdOfName(recordset, "MoveNext")) {
   const Ref<Object> fields = GetProperty(recordset_, "Fields").ToObject();
   const std::int32_t count = GetProperty(fields, "Count").ToI4();
   for (std::int32_t i = 0; i < count; ++i) {
@@ -183,7 +192,7 @@ RecordsetCursor::RecordsetCursor(const Ref<Object>& recordset) : recordset_(reco
                        ShapeOfAdo(types_.back(), GetProperty(field, "DefinedSize").ToI4(),
                                   GetProperty(field, "Precision").ToI4(),
                                   GetProperty(field, "NumericScale").ToI4())});
-    objects_.push_back(field);
+    sources_.push_back({field, automation::GetIdOfName(field, "Value")});
   }
 }
 
@@ -200,13 +209,13 @@ std::string RecordsetCursor::address_field() const {
 }
 
 bool RecordsetCursor::Next() {
-  if (started_) CallMember(recordset_, "MoveNext");
+  if (started_) Reach(recordset_, move_next_id_);
   started_ = true;
-  return !GetProperty(recordset_, "EOF").ToBoolean();
+  return !Reach(recordset_, eof_id_).ToBoolean();
 }
 
 void RecordsetCursor::Read(std::size_t field, Cell* cell) {
-  SetCell(GetProperty(objects_[field], "Value"), types_[field], cell);
+  SetCell(Reach(sources_[field].field, sources_[field].value_id), types_[field], cell);
 }
 
 }  // namespace pv::cli

@@ -35,8 +35,16 @@ class RecordsetCursor : public GroupCursor {
   std::int32_t type_of(std::size_t field) const { return types_[field]; }
 
  private:
+  // Members are looked up by name once, not for every row.
+  struct Source {
+    automation::Ref<automation::Object> field;
+    std::int32_t value_id = 0;
+  };
+
   automation::Ref<automation::Object> recordset_;
-  std::vector<automation::Ref<automation::Object>> objects_;
+  std::int32_t eof_id_;
+  std::int32_t move_next_id_;
+  std::vector<Source> sources_;
   std::vector<std::int32_t> types_;
   std::vector<CursorField> fields_;
   bool started_ = false;

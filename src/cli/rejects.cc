@@ -9,11 +9,6 @@
 namespace pv::cli {
 namespace {
 
-// "a/b.csv" becomes "a/b.reasons.csv".
-std::string ReasonsPathFor(const std::string& rows_path) {
-  return std::string(platform::WithoutExtension(rows_path)) + ".reasons.csv";
-}
-
 // What rejected files are named after: the source, or its source where it is such a file itself.
 std::string StemOf(const std::string& source) {
   constexpr std::string_view kMiddle = ".rejected.";
@@ -28,14 +23,21 @@ std::string StemOf(const std::string& source) {
 
 }  // namespace
 
+std::string ReasonsPathFor(const std::string& rows_path) {
+  return std::string(platform::WithoutExtension(rows_path)) + ".reasons.csv";
+}
+
+std::string FreeRejectsPath(const std::string& stem) {
+  for (int n = 1;; ++n) {
+    const std::string path = stem + ".rejected" + (n == 1 ? "" : "." + std::to_string(n)) + ".csv";
+    if (!PathExists(path) && !PathExists(ReasonsPathFor(path))) return path;
+  }
+}
+
 Rejects::Rejects(const ImportSource& source, std::string path, bool replace)
     : source_(source), replace_(replace && !path.empty()) {
   if (path.empty()) {
-    const std::string stem = StemOf(source.is_file() ? source.name() : "stdin") + ".rejected";
-    for (int n = 1;; ++n) {
-      path = stem + (n == 1 ? "" : "." + std::to_string(n)) + ".csv";
-      if (!PathExists(path) && !PathExists(ReasonsPathFor(path))) break;
-    }
+    path = FreeRejectsPath(StemOf(source.stem()));
   } else if (source.is_file() && path == source.name()) {
     throw Failure(kUsage, "--rejects names the source itself");
   } else if (!replace && (PathExists(path) || PathExists(ReasonsPathFor(path)))) {

@@ -13,6 +13,12 @@
 
 namespace pv::cli {
 
+// "a/b.csv" becomes "a/b.reasons.csv".
+std::string ReasonsPathFor(const std::string& rows_path);
+
+// A name for rejected rows, and for their reasons, that no file has yet.
+std::string FreeRejectsPath(const std::string& stem);
+
 // Rows go, in their original bytes and behind the source's byte-order mark and header row, to one
 // file that can be imported again once it is corrected; their lines, offsets and reasons to
 // another. The files are made with the first rejected row and get their names with Finish.

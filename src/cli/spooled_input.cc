@@ -9,7 +9,7 @@
 
 namespace pv::cli {
 
-Result<std::unique_ptr<SpooledInput>> SpooledInput::FromStream(std::FILE* stream) {
+Result<std::unique_ptr<SpooledInput>> SpooledInput::Empty() {
   const platform::System& system = platform::CurrentSystem();
   std::string folder;
   for (const char* name : {"TMPDIR", "TEMP", "TMP"}) {
@@ -30,7 +30,11 @@ Result<std::unique_ptr<SpooledInput>> SpooledInput::FromStream(std::FILE* stream
   options.create = platform::CreateMode::kCreateNew;
   PV_ASSIGN_OR_RETURN(spool->file_, system.files->Open(spool->path_, options));
   if (system.files->Remove(spool->path_).ok()) spool->path_.clear();
+  return spool;
+}
 
+Result<std::unique_ptr<SpooledInput>> SpooledInput::FromStream(std::FILE* stream) {
+  PV_ASSIGN_OR_RETURN(std::unique_ptr<SpooledInput> spool, Empty());
   std::vector<char> block(1 << 20);
   std::uint64_t offset = 0;
   while (const std::size_t n = std::fread(block.data(), 1, block.size(), stream)) {

@@ -16,6 +16,9 @@ namespace pv::cli {
 class SpooledInput {
  public:
   static Result<std::unique_ptr<SpooledInput>> FromStream(std::FILE* stream);
+
+  // Empty, to be written through file().
+  static Result<std::unique_ptr<SpooledInput>> Empty();
   ~SpooledInput();
   SpooledInput(const SpooledInput&) = delete;
   SpooledInput& operator=(const SpooledInput&) = delete;

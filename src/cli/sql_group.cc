@@ -1,4 +1,4 @@
-// Opens groups. Tested by sql_group_test.cc and tests/cli.
+// Opens groups. Tested by tests/cli.
 #include "cli/sql_group.h"
 
 #include <charconv>

@@ -21,7 +21,7 @@ namespace {
 
 constexpr const char kDescription[] =
     "Keeps groups of mail recipients: tables of addresses with personal fields,\n"
-    "compatible with the FoxPro file family.";
+    "compatible with the FoxPro file family, and queries on databases.";
 
 constexpr const char kFooter[] =
     "GROUP is a group's name (letter case ignored) or its ID.\n"
@@ -121,6 +121,9 @@ int RunCommandLine(int argc, char** argv) {
   AddCheckVerbs(&app, &common, &action);
   AddRepairVerb(&app, &common, &action);
   AddBookVerbs(&app, &common, &action);
+  AddCopyVerb(&app, &common, &action);
+  AddSourceVerbs(&app, &common, &action);
+  AddSqlVerbs(&app, &common, &action);
   AddTableVerbs(&app, &common, &action);
   AddTraceVerb(&app, &common, &action);
   // For tools/make-cli-reference; shown in no help.

@@ -34,6 +34,9 @@ void AddEditVerbs(CLI::App* app, CommonOptions* common, Action* action);
 void AddExportVerb(CLI::App* app, CommonOptions* common, Action* action);
 void AddRepairVerb(CLI::App* app, CommonOptions* common, Action* action);
 void AddBookVerbs(CLI::App* app, CommonOptions* common, Action* action);
+void AddSourceVerbs(CLI::App* app, CommonOptions* common, Action* action);
+void AddSqlVerbs(CLI::App* app, CommonOptions* common, Action* action);
+void AddCopyVerb(CLI::App* app, CommonOptions* common, Action* action);
 void AddTableVerbs(CLI::App* app, CommonOptions* common, Action* action);
 void AddTraceVerb(CLI::App* app, CommonOptions* common, Action* action);
 

@@ -1,0 +1,44 @@
+// Makes the definition of a group that is a query: names and values written as the database at hand
+// wants them.
+#ifndef PV_CLI_SQL_DEFINITION_H_
+#define PV_CLI_SQL_DEFINITION_H_
+
+#include <string>
+#include <vector>
+
+#include "pvgroupman/ado/ado_group_properties.h"
+#include "pvgroupman/ado/data_source.h"
+
+namespace pv::cli {
+
+// How a database writes names and texts; found by asking it.
+struct SqlDialect {
+  std::string left, right;         // around a name; "" when it takes none of the usual signs
+  bool back_quotes = false;        // whether back-quotes do as well
+  bool backslash_escapes = false;  // whether "\" in a text begins an escape
+
+  // The name between the signs.
+  std::string Quoted(const std::string& name) const;
+};
+
+// Asks the database of a source, with statements that read nothing.
+SqlDialect AskDialect(const automation::Ref<ado::CDataSource>& source);
+
+struct WantedTable {
+  std::string table;               // as the user calls it, perhaps with its schema ("sales.people")
+  std::vector<std::string> where;  // texts of --where, all of which must hold
+};
+
+// The definition of a table with conditions: fields must be there, and values are quoted by what
+// their fields hold. Where a condition cannot be written so that every host can open it - a field
+// name with a blank on a database without back-quotes - the definition is a statement. Failures:
+// kUsage for a condition that is wrong, kUnavailable for a table that is not there.
+automation::Ref<ado::CADOGroupProperties> DefineTable(
+    const automation::Ref<ado::CDataSource>& source, const WantedTable& wanted);
+
+// The definition of a statement.
+automation::Ref<ado::CADOGroupProperties> DefineStatement(const std::string& sql);
+
+}  // namespace pv::cli
+
+#endif  // PV_CLI_SQL_DEFINITION_H_

@@ -1,0 +1,322 @@
+#!/usr/bin/env python3
+"""Groups on real databases: SQLite always, PostgreSQL and MariaDB where tools/databases runs them."""
+import json
+import os
+import pathlib
+import re
+import sqlite3
+import subprocess
+import unittest
+
+import harness
+from harness import DONE, FINDINGS, UNAVAILABLE, USAGE
+
+PEOPLE = [
+    # email, "first name", country, age, balance, joined, vip, note
+    ("anna@example.org", "Anna", "DE", 34, "12.50", "2024-02-29", 1, "two\nlines"),
+    ("bert@example.org", "O'Brien #2", "AT", 17, "-3.25", "2021-04-01", 0, None),
+    ("cora@example.org", "Çora \\ Ω 😀", "DE", None, None, None, None, ""),
+    ("dora@example.org", "Dora \"D\"", "01234", 80, "100000.00", "1969-07-20", 1, "x"),
+]
+COLUMNS = 'email varchar(100), "first name" varchar(60), country varchar(20), age integer, ' \
+          'balance decimal(12,2), joined date, vip {boolean}, note {text}'
+
+
+class DatabaseCases:
+    """What holds for every database; the classes below say which."""
+    boolean, text, quote = "boolean", "text", '"'
+
+    def setUp(self):
+        super().setUp()
+        self.write("connection", self.connection())
+        run = self.run_any("source", "add", "db", "--connection-file", "connection")
+        if run.code != DONE and "ADODB" in run.err:
+            self.skipTest("there is no ADODB provider: " + run.err.strip())
+        self.assertEqual(run.code, DONE, run.err)
+        self.create("people")
+
+    def create(self, table, rows=PEOPLE):
+        quote = self.quote
+        columns = COLUMNS.format(boolean=self.boolean, text=self.text).replace('"', quote)
+        name = quote + table.replace(quote, 2 * quote) + quote
+        self.execute(f"drop table if exists {name}")
+        self.execute(f"create table {name} ({columns})")
+        for row in rows:
+            self.execute(f"insert into {name} values (" +
+                         ", ".join(self.literal(v) for v in row) + ")")
+        self.addCleanup(self.execute, f"drop table if exists {name}")
+
+    def literal(self, value):
+        if value is None:
+            return "null"
+        if isinstance(value, int):
+            return {0: "false", 1: "true"}.get(value, str(value)) if self.boolean == "boolean" \
+                else str(value)
+        return "'" + value.replace("'", "''") + "'"
+
+    def add(self, name, *arguments, table="people", code=DONE):
+        return self.ok("sql", "add", name, "--source", "db", "--table", table, *arguments,
+                       code=code)
+
+    def mails(self, group):
+        return [r["email"][:4] for r in self.ok("show", group, "--json").json]
+
+    def test_the_source_connects(self):
+        self.assertEqual(self.ok("source", "test", "db").out, "connected to db\n")
+
+    def test_a_table_is_previewed_shown_counted_and_exported(self):
+        out = self.add("all").out
+        self.assertIn("select * from", out)
+        self.assertIn("anna@example.org", out)
+        self.assertIn("4 rows", out)
+        self.assertEqual(self.ok("count", "all").out, "4\n")
+        rows = self.ok("show", "all", "--json").json
+        self.assertEqual([r["email"] for r in rows], [p[0] for p in PEOPLE])
+        self.assertEqual([r["first name"] for r in rows], [p[1] for p in PEOPLE])
+        self.assertEqual([r["age"] for r in rows], [p[3] for p in PEOPLE])
+        self.assertEqual([r["balance"] for r in rows],
+                         [None if p[4] is None else float(p[4]) for p in PEOPLE])
+        self.assertEqual([r["joined"] for r in rows], [p[5] for p in PEOPLE])
+        self.assertEqual([None if r["vip"] is None else int(r["vip"]) for r in rows],
+                         [p[6] for p in PEOPLE])
+        self.assertEqual([r["note"] for r in rows], [p[7] for p in PEOPLE])
+        exported = self.ok("export", "all", "-", "--format", "ndjson").out
+        self.assertEqual([json.loads(line) for line in exported.splitlines()], rows)
+        self.assertEqual(self.ok("show", "all", "--fields", "AGE,email", "--offset", "1",
+                                 "--limit", "1", "--json").json,
+                         [{"age": 17, "email": "bert@example.org"}])
+
+    def test_find(self):
+        self.add("all")
+        found = self.ok("find", "all", "CORA@example.org", "--json").json
+        self.assertEqual([r["first name"] for r in found], ["Çora \\ Ω 😀"])
+        self.assertEqual(self.mails_of(self.ok("find", "all", "country=de", "--json")),
+                         ["anna", "cora"])
+        self.assertEqual(self.mails_of(self.ok("find", "all", "--prefix", "b", "--json")), ["bert"])
+        self.fails(FINDINGS, "find", "all", "nobody@example.org")
+
+    @staticmethod
+    def mails_of(run):
+        return [r["email"][:4] for r in run.json]
+
+    def test_conditions_are_quoted_by_what_their_fields_hold(self):
+        cases = {
+            "country = 'DE'": ["anna", "cora"],
+            "country = DE": ["anna", "cora"],
+            "COUNTRY = 01234": ["dora"],
+            "age >= 18": ["anna", "dora"],
+            "age between 17 and 34 and country <> AT": ["anna"],
+            "age is null": ["cora"],
+            "country = AT or age > 40": ["bert", "dora"],
+            "country in ('AT', 01234)": ["bert", "dora"],
+            "email like 'a%'": ["anna"],
+            "\"first name\" like Çora%": ["cora"],
+            "email not like a%": ["bert", "cora", "dora"],
+            "joined >= 2024-01-01": ["anna"],
+            "balance < 0": ["bert"],
+            "\"first name\" = O'Brien #2": ["bert"],
+            "\"first name\" = 'O''Brien #2'": ["bert"],
+            "\"first name\" = 'Çora \\ Ω 😀'": None,  # the code page lacks its letters
+            "\"first name\" like 'Dora \"D\"' and country = 01234": ["dora"],
+        }
+        for number, (condition, expected) in enumerate(cases.items()):
+            with self.subTest(condition):
+                group = f"g{number}"
+                if expected is None:
+                    self.fails(USAGE, "sql", "add", group, "--source", "db", "--table", "people",
+                               "--where", condition)
+                    continue
+                self.add(group, "--where", condition)
+                self.assertEqual(self.mails(group), expected)
+                self.assertEqual(self.ok("count", group).out, f"{len(expected)}\n")
+
+    def test_backslashes_are_taken_as_they_are(self):
+        self.execute("insert into people (email, country) values ('eva@example.org', '" +
+                     ("a\\\\b" if self.quote == "`" else "a\\b") + "')")
+        self.add("g", "--where", "country = 'a\\b'")
+        self.assertEqual(self.mails("g"), ["eva@"])
+
+    def test_wrong_conditions_save_nothing(self):
+        for condition in ("age = many", "nofield = 1", "age = '18 or 1=1'", "age ="):
+            self.fails(USAGE, "sql", "add", "g", "--source", "db", "--table", "people", "--where",
+                       condition)
+        self.assertIn("first name", self.fails(USAGE, "sql", "add", "g", "--source", "db",
+                                               "--table", "people", "--where", "frist = 1"))
+        self.assertEqual(self.ok("list", "--json").json, [])
+
+    def test_a_condition_cannot_bring_in_another_statement(self):
+        for condition in ("country = 'x''; drop table people; --'", "country = x'; drop table x"):
+            self.add("g", "--where", condition)
+            self.assertEqual(self.mails("g"), [])
+            self.ok("sql", "delete", "g", "--yes")
+        self.add("all")
+        self.assertEqual(self.ok("count", "all").out, "4\n")
+
+    def test_a_missing_table_is_named(self):
+        message = self.fails(UNAVAILABLE, "sql", "add", "g", "--source", "db", "--table", "nobody")
+        self.assertIn("nobody", message)
+        self.add("all")
+        self.execute(f"drop table people")
+        self.assertIn("people", self.fails(UNAVAILABLE, "show", "all"))
+        self.assertIn("people", self.fails(UNAVAILABLE, "count", "all"))
+
+    def test_names_with_blanks_and_quotes(self):
+        table = 'our "people" of `old`'
+        self.create(table, PEOPLE[:2])
+        self.add("odd", "--where", "\"first name\" = Anna", table=table)
+        self.assertEqual(self.mails("odd"), ["anna"])
+        self.assertEqual(self.ok("count", "odd").out, "1\n")
+        self.add("whole", table=table)
+        self.assertEqual(self.ok("sql", "show", "whole", "--json").json["table"], table)
+        self.ok("sql", "edit", "whole", "--where", "age > 20")
+        self.assertEqual(self.mails("whole"), ["anna"])
+        self.ok("sql", "edit", "whole", "--no-where")
+        self.assertEqual(self.mails("whole"), ["anna", "bert"])
+
+    def test_statements(self):
+        self.write("q.sql", "select country, email from people\nwhere age > 20 -- grown up\n")
+        out = self.ok("sql", "add", "q", "--source", "db", "--sql", "q.sql").out
+        self.assertIn("2 rows", out)
+        self.assertEqual(self.ok("show", "q", "--json").json,
+                         [{"country": "DE", "email": "anna@example.org"},
+                          {"country": "01234", "email": "dora@example.org"}])
+        self.write("n.sql", "select age, email from people")
+        self.ok("sql", "add", "n", "--source", "db", "--sql", "n.sql")
+        self.assertEqual(self.ok("count", "n").out, "4\n", "a null is a row too")
+        self.write("bad.sql", "select nothing from people where")
+        message = self.fails(UNAVAILABLE, "sql", "add", "b", "--source", "db", "--sql", "bad.sql")
+        self.assertGreater(len(message), 20)
+        self.assertEqual(self.ok("sql", "add", "d", "--source", "db", "--sql", "q.sql",
+                                 "--dry-run").code, DONE)
+        self.assertEqual({g["name"] for g in self.ok("list", "--json").json}, {"q", "n"})
+
+    def test_export_and_show_agree_with_find_on_many_rows(self):
+        self.execute("delete from people")
+        for start in range(0, 3000, 500):
+            self.execute("insert into people (email, age) values " + ", ".join(
+                f"('p{i:05}@example.org', {i})" for i in range(start, start + 500)))
+        self.add("all")
+        self.assertEqual(self.ok("count", "all").out, "3000\n")
+        mails = [json.loads(line)["email"] for line in
+                 self.ok("export", "all", "-", "--format", "ndjson").lines]
+        self.assertEqual(sorted(mails), [f"p{i:05}@example.org" for i in range(3000)])
+        self.assertEqual(self.ok("find", "all", "p02999@example.org", "--json").json[0]["age"],
+                         2999)
+
+    def test_copy_into_a_table_of_ours(self):
+        self.execute("delete from people where email like 'cora%'")
+        self.add("all")
+        self.assertEqual(self.account(self.ok("copy", "all", "mine", "--json")), (3, 3, 0, 0, 0))
+        rows = self.rows("mine")
+        self.assertEqual([r["EMAIL"] for r in rows],
+                         ["anna@example.org", "bert@example.org", "dora@example.org"])
+        self.assertEqual([r["COUNTRY"] for r in rows], ["DE", "AT", "01234"])
+        self.assertEqual([r["AGE"] for r in rows], [34, 17, 80])
+        self.assertEqual([r["BALANCE"] for r in rows], [12.5, -3.25, 100000])
+        self.assertEqual([r["JOINED"] for r in rows], ["2024-02-29", "2021-04-01", "1969-07-20"])
+        self.assertEqual([r["FIRST_NAME"] for r in rows], ["Anna", "O'Brien #2", 'Dora "D"'])
+        self.assertEqual(rows[0]["NOTE"], "two\nlines")
+        fields = {f["name"]: f["type"] for f in self.ok("info", "mine", "--json").json["fields"]}
+        self.assertTrue(fields["COUNTRY"].startswith("C("), fields)
+        self.assertEqual(self.account(self.ok("copy", "all", "mine", "--json")), (3, 0, 0, 3, 0))
+        self.verify("mine")
+
+    def test_nothing_tells_the_password(self):
+        self.add("all")
+        password = self.password()
+        if not password:
+            self.skipTest("the database has no password")
+        for arguments in (("source", "list"), ("source", "show", "db"), ("sql", "show", "all"),
+                          ("info", "all"), ("show", "all"), ("source", "show", "db", "--json")):
+            self.assertNotIn(password, self.ok(*arguments).out)
+        self.write("connection", re.sub(r"PWD=\{.*\}$", "PWD={wrong-geheim}", self.connection()))
+        message = self.fails(UNAVAILABLE, "source", "add", "w", "--connection-file", "connection")
+        self.assertNotIn("wrong-geheim", message)
+
+    def test_a_password_from_outside(self):
+        password = self.password()
+        if not password:
+            self.skipTest("the database has no password")
+        bare = re.sub(r";PWD=\{.*\}$", "", self.connection())
+        self.fails(UNAVAILABLE, "source", "add", "bare", bare)
+        self.ok("source", "add", "bare", bare, "--no-check")
+        self.fails(UNAVAILABLE, "source", "test", "bare")
+        self.environment["PVGROUP_PASSWORD"] = password
+        self.ok("source", "test", "bare")
+        self.ok("sql", "add", "all", "--source", "bare", "--table", "people")
+        self.assertEqual(self.ok("count", "all").out, "4\n")
+        del self.environment["PVGROUP_PASSWORD"]
+        self.write("secret", password + "\n")
+        self.environment["PVGROUP_PASSWORD_FILE"] = str(self.folder / "secret")
+        self.assertEqual(self.ok("count", "all").out, "4\n")
+        stored = b"".join(path.read_bytes() for path in self.data.iterdir())
+        self.assertNotIn(b"UID=pv;PWD={" + password.replace("}", "}}").encode() + b"}\x00", stored)
+
+    def test_a_connection_string_in_place_of_a_source(self):
+        self.ok("sql", "add", "all", "--source", self.connection_without_password(), "--table",
+                "people", code=DONE if not self.password() else UNAVAILABLE)
+        if not self.password():
+            self.assertEqual([s["name"] for s in self.ok("source", "list", "--json").json], ["db"],
+                             "the saved source has the same string")
+
+    def connection_without_password(self):
+        return re.sub(r";PWD=\{.*\}$", "", self.connection())
+
+
+class SqliteTest(DatabaseCases, harness.CliTest):
+    text = "text"
+
+    def connection(self):
+        return f"Driver=SQLite3;Database={self.folder}/shop.db"
+
+    def password(self):
+        return ""
+
+    def execute(self, sql):
+        with sqlite3.connect(self.folder / "shop.db") as database:
+            database.execute(sql)
+        database.close()
+
+
+class ServerCases(DatabaseCases):
+    def setUp(self):
+        if not os.environ.get(self.variable):
+            self.skipTest(self.variable + " is not set")
+        super().setUp()
+
+    def connection(self):
+        return os.environ[self.variable]
+
+    def password(self):
+        written = re.search(r"PWD=\{(.*)\}$", self.connection()).group(1)
+        return written.replace("}}", "}")
+
+    def execute(self, sql):
+        subprocess.run(self.client(), input=sql.encode(), check=True, stdout=subprocess.DEVNULL,
+                       env=dict(os.environ, MYSQL_PWD=self.password()))
+
+
+class PostgresqlTest(ServerCases, harness.CliTest):
+    variable = "PV_TEST_POSTGRESQL"
+
+    def client(self):
+        candidates = sorted(pathlib.Path("/usr/lib/postgresql").glob("*/bin/psql"))
+        return [str(candidates[-1]), "-q", "-v", "ON_ERROR_STOP=1", "-f", "-"]
+
+
+class MariadbTest(ServerCases, harness.CliTest):
+    variable = "PV_TEST_MARIADB"
+    boolean, quote = "tinyint", "`"
+
+    def literal(self, value):
+        return super().literal(value).replace("\\", "\\\\") if isinstance(value, str) \
+            else super().literal(value)
+
+    def client(self):
+        parts = dict(part.split("=", 1) for part in self.connection().split(";PWD=")[0].split(";"))
+        return ["mariadb", "--no-defaults", "-h", parts["Server"], "-P", parts["Port"], "-u",
+                parts["UID"], "--default-character-set=utf8mb4", parts["Database"]]
+
+
+if __name__ == "__main__":
+    harness.main()
