@@ -32,10 +32,10 @@ class DatabaseCases:
         for name in [n for n in self.environment if n.startswith("PG")]:
             del self.environment[name]
         self.write("connection", self.connection())
-        run = self.run_any("source", "add", "db", "--connection-file", "connection")
-        if run.code != DONE and "ADODB" in run.err:
-            self.skipTest("there is no ADODB provider: " + run.err.strip())
-        self.assertEqual(run.code, DONE, run.err)
+        provider = pathlib.Path(self.program).parent.parent / "providers/libpv-adodb.so"
+        if not provider.exists() and "PVGROUP_PROVIDERS" not in self.environment:
+            self.skipTest("the provider of databases was not built")
+        self.ok("source", "add", "db", "--connection-file", "connection")
         self.create("people")
 
     def create(self, table, rows=PEOPLE):
