@@ -129,6 +129,7 @@ TableCheck Table::Check() {
     if (size.ok() && *size > kMemoHeaderSize + check.memo_bytes_used) {
       check.memo_bytes_wasted = *size - kMemoHeaderSize - check.memo_bytes_used;
     }
+    if (auto free = memo_->FirstFreeBlock(); !free.ok()) findings.Add(free.status().message());
     if (next.ok() && !extents.empty()) {
       const MemoExtent& last = extents.back();
       if (*next < std::uint64_t{last.block} + last.blocks) {

@@ -8,6 +8,11 @@
 #include "tablestore/engine/error_codes.h"
 
 namespace pv::engine {
+namespace {
+
+constexpr std::uint64_t kLargestGap = std::uint64_t{16} << 20;  // bytes
+
+}  // namespace
 
 Status MemoFile::Damaged(std::uint32_t block, const std::string& why) const {
   return {StatusCode::kCorrupt, file_->path() + ": memo block " + std::to_string(block) + " " + why,
@@ -62,6 +67,17 @@ Result<std::uint64_t> MemoFile::FirstFreeBlock() {
   PV_ASSIGN_OR_RETURN(const std::uint64_t size, file_->Size());
   const std::uint64_t after_all =
       (std::max<std::uint64_t>(size, kMemoHeaderSize) + block_size_ - 1) / block_size_;
+  // What lies between may belong to memos of a file that was cut short, so it is not given out
+  // again; a counter far beyond the end is damage, and must not make the file as large as it says
+  // (one beyond the largest size makes no file: it is full).
+  if (next > after_all + kLargestGap / block_size_ &&
+      std::uint64_t{next} * block_size_ < kMaxMemoFileSize - kLargestGap) {
+    return Status(StatusCode::kCorrupt,
+                  file_->path() + ": the header says that block " + std::to_string(next) +
+                      " is the next free one, but the file ends before block " +
+                      std::to_string(after_all),
+                  kErrMemoDamaged);
+  }
   return std::max<std::uint64_t>(next, after_all);
 }
 

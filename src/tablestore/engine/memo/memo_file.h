@@ -76,11 +76,13 @@ class MemoFile {
   // As the header says now.
   Result<std::uint32_t> NextFree();
 
+  // The block after everything that the header or the file's size accounts for. kCorrupt when the
+  // header's count lies far beyond the end of the file.
+  Result<std::uint64_t> FirstFreeBlock();
+
  private:
   MemoFile(platform::File* file, std::uint32_t block_size) : file_(file), block_size_(block_size) {}
 
-  // The block after everything that the header or the file's size accounts for.
-  Result<std::uint64_t> FirstFreeBlock();
   Status Damaged(std::uint32_t block, const std::string& why) const;
 
   platform::File* file_;

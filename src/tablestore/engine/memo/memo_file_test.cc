@@ -38,6 +38,19 @@ class MemoFileTest : public ::testing::Test {
   std::unique_ptr<MemoFile> memo_;
 };
 
+// A damaged counter must not make the file as large as it says.
+TEST_F(MemoFileTest, ACounterFarBeyondTheEndIsDamage) {
+  const std::uint32_t kept = Append("kept");
+  const std::uint64_t size = *file_->Size();
+  ASSERT_TRUE(file_->Write(0, "\x00\xFF\x00\x00", 4).ok());
+  const auto block = memo_->Append("new", MemoType::kText);
+  ASSERT_FALSE(block.ok());
+  EXPECT_EQ(block.status().detail(), kErrMemoDamaged);
+  EXPECT_EQ(memo_->Stage("entry").status().detail(), kErrMemoDamaged);
+  EXPECT_EQ(*file_->Size(), size);
+  EXPECT_EQ(Read(kept), "kept");
+}
+
 TEST_F(MemoFileTest, TextsOfEveryLengthComeBack) {
   std::vector<std::pair<std::uint32_t, std::string>> written;
   for (std::size_t n = 0; n < 300; ++n) {
