@@ -71,11 +71,11 @@ Value ConverterContact::GetProperty(const Value& PropertyID) const {
 const automation::MemberTable& ConverterContact::Members() const {
   static const automation::MemberTable table =
       automation::Class(kClassName)
+          .Method("GetProperty", &ConverterContact::GetProperty, {"PropertyID"})
           .Get("ID", &ConverterContact::GetId)
           .Get("Properties", &ConverterContact::GetProperties)
           .Get("Categories", &ConverterContact::GetCategories)
-          .Get("DistributionLists", &ConverterContact::GetDistributionLists)
-          .Method("GetProperty", &ConverterContact::GetProperty, {"PropertyID"});
+          .Get("DistributionLists", &ConverterContact::GetDistributionLists);
   return table;
 }
 
@@ -100,11 +100,11 @@ Ref<ConverterContact> ConverterContacts::GetContactFromId(std::int32_t ID) const
 const automation::MemberTable& ConverterContacts::Members() const {
   static const automation::MemberTable table =
       automation::Class(kClassName)
+          .Method("GetContactFromID", &ConverterContacts::GetContactFromId, {"ID"})
           .Property("IncludeDistributionLists", &ConverterContacts::GetIncludeDistributionLists,
                     &ConverterContacts::SetIncludeDistributionLists)
           .Get("Count", &ConverterContacts::GetCount)
-          .Default("Item", &ConverterContacts::Item, {"Index"})
-          .Method("GetContactFromID", &ConverterContacts::GetContactFromId, {"ID"});
+          .Default("Item", &ConverterContacts::Item, {"Index"});
   return table;
 }
 

@@ -37,6 +37,7 @@ std::string_view Contact::Text(PropertyTag tag) const {
 
 void Contact::Clear() {
   properties_.clear();
+  properties_.reserve(24);
   categories_.clear();
   addresses_.clear();
 }

@@ -52,7 +52,7 @@ class LdifBook : public Book {
   Status ReadLists();
   Status ReadList(std::uint64_t offset);
   Status Connect();
-  void Apply(const LdifAttribute& attribute, Contact* contact);
+  void Apply(LdifMeaning meaning, std::string_view value, Contact* contact);
 
   std::unique_ptr<platform::File> file_;
   std::string name_;
@@ -190,6 +190,7 @@ Status LdifBook::ReadList(std::uint64_t offset) {
   while (true) {
     PV_ASSIGN_OR_RETURN(const bool more, entry.Next(&attribute));
     if (!more) break;
+    attribute.Decode();
     if (!attribute.usable || attribute.options) continue;
     const std::string& name = attribute.name;
     std::string value = Utf8OrAnsi(TrimSpace(attribute.value));
@@ -239,6 +240,7 @@ Status LdifBook::Connect() {
       PV_ASSIGN_OR_RETURN(const bool more, entry.Next(&attribute));
       if (!more) break;
       if (attribute.name != "dn") continue;
+      attribute.Decode();
       const auto found = targets.find(NormalDn(Utf8OrAnsi(attribute.value)));
       if (found != targets.end() && found->second.kind == Member::Kind::kAddress) {
         found->second = Member::OfContact(i);
@@ -293,11 +295,8 @@ std::int32_t SmallNumber(std::string_view text) {
   return number && *number < 10'000 ? static_cast<std::int32_t>(*number) : 0;
 }
 
-void LdifBook::Apply(const LdifAttribute& attribute, Contact* contact) {
-  const LdifMeaning meaning = MeaningOf(attribute.name, profile_);
-  if (meaning.use == LdifUse::kNone) return;
+void LdifBook::Apply(LdifMeaning meaning, std::string_view value, Contact* contact) {
   std::string decoded;
-  std::string_view value = attribute.value;
   if (!IsAscii(value)) {
     decoded = Utf8OrAnsi(value);
     value = decoded;
@@ -371,15 +370,15 @@ Status LdifBook::Read(std::uint32_t position, Contact* contact) {
     PV_ASSIGN_OR_RETURN(const bool more, entry.Next(&attribute));
     if (!more) break;
     any = true;
-    if (attribute.options) continue;
+    const LdifMeaning meaning = MeaningOf(attribute.name, profile_);
+    if (attribute.options || meaning.use == LdifUse::kNone) continue;
+    attribute.Decode();
     if (!attribute.usable) {
-      if (MeaningOf(attribute.name, profile_).use != LdifUse::kNone) {
-        notes_.Add(name_ + ": contact " + std::to_string(position + 1) + ": the value of " +
-                   attribute.name + " cannot be read and is left out");
-      }
+      notes_.Add(name_ + ": contact " + std::to_string(position + 1) + ": the value of " +
+                 attribute.name + " cannot be read and is left out");
       continue;
     }
-    Apply(attribute, contact);
+    Apply(meaning, attribute.value, contact);
   }
   if (!any) {
     return Status::IoError(name_ + ": contact " + std::to_string(position + 1) +

@@ -22,6 +22,14 @@ bool SplitLdifLine(std::string_view line, std::string_view* name, char* mark,
   return true;
 }
 
+void LdifAttribute::Decode() {
+  if (!base64 || !usable) return;
+  base64 = false;
+  auto bytes = DecodeBase64(value);
+  usable = bytes.has_value();
+  if (bytes) value = std::move(*bytes);
+}
+
 Result<bool> LdifEntryReader::Next(LdifAttribute* attribute) {
   LineReader::Line line;
   while (true) {
@@ -57,11 +65,7 @@ Result<bool> LdifEntryReader::Next(LdifAttribute* attribute) {
       }
       if (attribute->usable) attribute->value.append(line.text.substr(1));
     }
-    if (attribute->usable && mark == ':') {
-      auto bytes = DecodeBase64(attribute->value);
-      attribute->usable = bytes.has_value();
-      if (bytes) attribute->value = std::move(*bytes);
-    }
+    attribute->base64 = mark == ':';
     return true;
   }
 }

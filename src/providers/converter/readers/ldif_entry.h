@@ -15,8 +15,13 @@ namespace pv::converter {
 struct LdifAttribute {
   std::string name;      // in lower case, without options
   bool options = false;  // it had some, as in "cn;lang-ja"
+  bool base64 = false;   // the value is to be decoded
   bool usable = true;    // false for a URL, damaged base64, or a value that is too long
-  std::string value;     // decoded from base64; any bytes
+  std::string value;     // any bytes once it is decoded
+
+  // Decodes the value where that is to be done. Few of an entry's attributes are wanted, so the
+  // reader leaves it to those who want one.
+  void Decode();
 };
 
 // Goes through the attributes of the entry at which `lines` stands. Folded lines are put together,
