@@ -89,8 +89,10 @@ Status LdifBook::Scan() {
   bool any_entry = false;
   std::string folded;
   while (true) {
-    PV_ASSIGN_OR_RETURN(const bool more, lines_.Next(&line));
-    if (!more) break;
+    if (!lines_.TryNext(&line)) {
+      PV_ASSIGN_OR_RETURN(const bool more, lines_.Next(&line));
+      if (!more) break;
+    }
     if (line.text.empty()) {
       Close(&seen);
       continue;
@@ -182,7 +184,7 @@ Status LdifBook::ReadLists() {
 
 Status LdifBook::ReadList(std::uint64_t offset) {
   lines_.Seek(offset);
-  LdifEntryReader entry(&lines_);
+  LdifEntryReader entry(&lines_, profile_, LdifEntryReader::Which::kAll);
   LdifAttribute attribute;
   DistributionList list;
   std::string dn;
@@ -205,7 +207,7 @@ Status LdifBook::ReadList(std::uint64_t offset) {
     } else if (name == "cn" && list.name.empty() && !displayed) {
       list.name = std::move(value);
     } else {
-      const LdifMeaning meaning = MeaningOf(name, profile_);
+      const LdifMeaning& meaning = attribute.meaning;
       if (meaning.tag == kNickName && list.nickname.empty()) list.nickname = std::move(value);
       if (meaning.tag == kComment && list.description.empty()) list.description = std::move(value);
     }
@@ -235,7 +237,7 @@ Status LdifBook::Connect() {
   LdifAttribute attribute;
   for (std::uint32_t i = 0; i < count() && open > 0; ++i) {
     lines_.Seek(offsets_[i]);
-    LdifEntryReader entry(&lines_);
+    LdifEntryReader entry(&lines_, profile_, LdifEntryReader::Which::kAll);
     while (true) {
       PV_ASSIGN_OR_RETURN(const bool more, entry.Next(&attribute));
       if (!more) break;
@@ -363,26 +365,23 @@ Status LdifBook::Read(std::uint32_t position, Contact* contact) {
   weak_.clear();
   birthday_ = {};
   lines_.Seek(offsets_[position]);
-  LdifEntryReader entry(&lines_);
+  LdifEntryReader entry(&lines_, profile_, LdifEntryReader::Which::kMeaningful);
   LdifAttribute attribute;
-  bool any = false;
+  PV_ASSIGN_OR_RETURN(const int first, lines_.Peek());
+  if (first < 0) {
+    return Status::IoError(name_ + ": contact " + std::to_string(position + 1) +
+                           ": the file was changed while it was read");
+  }
   while (true) {
     PV_ASSIGN_OR_RETURN(const bool more, entry.Next(&attribute));
     if (!more) break;
-    any = true;
-    const LdifMeaning meaning = MeaningOf(attribute.name, profile_);
-    if (attribute.options || meaning.use == LdifUse::kNone) continue;
     attribute.Decode();
     if (!attribute.usable) {
       notes_.Add(name_ + ": contact " + std::to_string(position + 1) + ": the value of " +
                  attribute.name + " cannot be read and is left out");
       continue;
     }
-    Apply(meaning, attribute.value, contact);
-  }
-  if (!any) {
-    return Status::IoError(name_ + ": contact " + std::to_string(position + 1) +
-                           ": the file was changed while it was read");
+    Apply(attribute.meaning, attribute.value, contact);
   }
   contact->AddDate(kBirthday, birthday_);
   contact->Finish();

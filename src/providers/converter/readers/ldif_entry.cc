@@ -33,8 +33,11 @@ void LdifAttribute::Decode() {
 Result<bool> LdifEntryReader::Next(LdifAttribute* attribute) {
   LineReader::Line line;
   while (true) {
-    PV_ASSIGN_OR_RETURN(const bool more, lines_->Next(&line));
-    if (!more || line.text.empty()) return false;
+    if (!lines_->TryNext(&line)) {
+      PV_ASSIGN_OR_RETURN(const bool more, lines_->Next(&line));
+      if (!more) return false;
+    }
+    if (line.text.empty()) return false;
     std::string_view name;
     std::string_view value;
     char mark = ' ';
@@ -45,19 +48,30 @@ Result<bool> LdifEntryReader::Next(LdifAttribute* attribute) {
     }
     const std::size_t option = name.find(';');
     attribute->options = option != std::string_view::npos;
-    attribute->name.assign(name.substr(0, option));
-    for (char& c : attribute->name) c = LowerAscii(c);
-    if (attribute->name == "dn") {
+    if (attribute->options) name = name.substr(0, option);
+    char lower[64];
+    if (name.size() > sizeof lower) continue;  // no attribute that anybody knows
+    for (std::size_t i = 0; i < name.size(); ++i) lower[i] = LowerAscii(name[i]);
+    name = {lower, name.size()};
+    if (name == "dn") {
       if (had_dn_) {
         lines_->Seek(line.offset);
         return false;
       }
       had_dn_ = true;
     }
+    attribute->meaning = MeaningOf(name, profile_);
+    // The lines that continue it are passed over like those of a comment.
+    const bool known = attribute->meaning.use != LdifUse::kNone && !attribute->options;
+    if (which_ == Which::kMeaningful && !known) continue;
+    attribute->name.assign(name);
     attribute->usable = mark != '<' && !line.cut;
     attribute->value.assign(value);
     while (true) {
-      PV_ASSIGN_OR_RETURN(const int first, lines_->Peek());
+      int first = lines_->TryPeek();
+      if (first < 0) {
+        PV_ASSIGN_OR_RETURN(first, lines_->Peek());
+      }
       if (first != ' ') break;
       PV_RETURN_IF_ERROR(lines_->Next(&line).status());
       if (line.cut || attribute->value.size() + line.text.size() > LineReader::kLongest) {

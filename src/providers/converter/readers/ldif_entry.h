@@ -2,18 +2,21 @@
 #ifndef PV_PROVIDERS_CONVERTER_READERS_LDIF_ENTRY_H_
 #define PV_PROVIDERS_CONVERTER_READERS_LDIF_ENTRY_H_
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "base/status.h"
+#include "providers/converter/readers/ldif_names.h"
 #include "providers/converter/text/line_reader.h"
 
 namespace pv::converter {
 
 struct LdifAttribute {
   std::string name;      // in lower case, without options
+  LdifMeaning meaning;   // as a property of a contact
   bool options = false;  // it had some, as in "cn;lang-ja"
   bool base64 = false;   // the value is to be decoded
   bool usable = true;    // false for a URL, damaged base64, or a value that is too long
@@ -28,13 +31,19 @@ struct LdifAttribute {
 // comments left out. An entry ends at a blank line, the end of the file, or a second dn.
 class LdifEntryReader {
  public:
-  explicit LdifEntryReader(LineReader* lines) : lines_(lines) {}
+  enum class Which : std::uint8_t { kAll, kMeaningful };
+
+  // With kMeaningful, attributes that are no property of a contact are passed over.
+  LdifEntryReader(LineReader* lines, LdifProfile profile, Which which)
+      : lines_(lines), profile_(profile), which_(which) {}
 
   // False after the last attribute.
   Result<bool> Next(LdifAttribute* attribute);
 
  private:
   LineReader* lines_;
+  LdifProfile profile_;
+  Which which_;
   bool had_dn_ = false;
 };
 

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -37,8 +38,26 @@ class LineReader {
   // Reads the next line; false at the end of the file.
   Result<bool> Next(Line* line);
 
+  // The same as Next, without going to the file: false when that is needed, or the file ends.
+  bool TryNext(Line* line) {
+    if (ends_ != Ends::kLineFeed || next_ == size_) return false;
+    const char* const begin = window_.data() + next_;
+    const auto* const feed = static_cast<const char*>(std::memchr(begin, '\n', size_ - next_));
+    if (feed == nullptr) return false;
+    auto size = static_cast<std::size_t>(feed - begin);
+    if (size > kLongest) return false;
+    line->offset = offset();
+    line->cut = false;
+    next_ += size + 1;
+    if (size > 0 && begin[size - 1] == '\r') --size;
+    line->text = {begin, size};
+    return true;
+  }
+
   // The byte with which the next line begins; -1 at the end of the file.
   Result<int> Peek();
+  // The same when it is at hand without going to the file, else -1.
+  int TryPeek() const { return next_ < size_ ? static_cast<unsigned char>(window_[next_]) : -1; }
 
   // Where the next line begins.
   std::uint64_t offset() const { return window_offset_ + next_; }
