@@ -47,6 +47,7 @@ Row Rows::At(std::uint32_t i) const {
           kCompany[id % 4],
           kCity[id % 5],
           static_cast<std::int32_t>(2'451'545 + id % 9000),
+          36'526.0 + id % 9000,
           id % 1'000'000 / 100.0,
           id % 3 != 0};
 }

@@ -12,6 +12,7 @@ namespace pv::bench {
 struct Row {
   std::string email, first, last, company, city;
   std::int32_t julian;  // Joined
+  double joined;        // the same as a date of the automation classes
   double score;
   bool active;
 };

@@ -2,7 +2,6 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "base/date.h"
 #include "pvgroupman/automation/error.h"
 #include "pvgroupman/tablestore/database.h"
 #include "sides.h"
@@ -91,13 +90,12 @@ class Ours : public Side {
   static void Append(Recipients& cursor, const Row& row) {
     cursor.AddNew();
     auto fields = cursor.GetFields();
-    const CivilDate joined = *DateFromJulian(row.julian);
     fields->Find("Email")->SetValue(row.email);
     fields->Find("First")->SetValue(row.first);
     fields->Find("Last")->SetValue(row.last);
     fields->Find("Company")->SetValue(row.company);
     fields->Find("City")->SetValue(row.city);
-    fields->Find("Joined")->SetValue(automation::Date{AutomationFromDateTime({joined, 0, 0, 0})});
+    fields->Find("Joined")->SetValue(automation::Date{row.joined});
     fields->Find("Score")->SetValue(row.score);
     fields->Find("Active")->SetValue(row.active);
     cursor.Update();

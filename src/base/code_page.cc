@@ -101,12 +101,15 @@ std::string CodePage::Encode(std::string_view utf8, bool* lossy) const {
   std::string out;
   out.reserve(utf8.size());
   for (std::size_t pos = 0; pos < utf8.size();) {
-    const auto first = static_cast<unsigned char>(utf8[pos]);
-    if (first < 0x80 && single_[first] == first) {
-      out.push_back(utf8[pos++]);
-      continue;
+    // Characters that stand for themselves, as most do, go over at once.
+    std::size_t start = pos;
+    for (; pos < utf8.size(); ++pos) {
+      const auto byte = static_cast<unsigned char>(utf8[pos]);
+      if (byte >= 0x80 || single_[byte] != byte) break;
     }
-    const std::size_t start = pos;
+    out.append(utf8, start, pos - start);
+    if (pos == utf8.size()) break;
+    start = pos;
     const char32_t c = DecodeUtf8(utf8, &pos);
     const bool malformed = c == kReplacementCharacter && pos - start == 1;
     const auto it = encode_.find(c);

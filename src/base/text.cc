@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "base/bytes.h"
+
 namespace pv {
 namespace {
 
@@ -79,8 +81,14 @@ void AppendUtf8(std::string* out, char32_t c) {
 }
 
 bool IsAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::uint64_t seen = 0;
+  while (text.size() >= sizeof seen) {
+    seen |= LoadLe64(text.data());
+    text.remove_prefix(sizeof seen);
+  }
+  for (const char c : text) seen |= static_cast<unsigned char>(c);
+  return (seen & kHighBits) == 0;
 }
 
 bool IsValidUtf8(std::string_view text) {
@@ -172,7 +180,8 @@ bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
     const auto x = static_cast<unsigned char>(a[i]);
     const auto y = static_cast<unsigned char>(b[j]);
     if (x < 0x80 && y < 0x80) {
-      if (x != y && ToLower(char32_t{x}) != ToLower(char32_t{y})) return false;
+      // Letters differ in one bit from their other case.
+      if (x != y && ((x ^ y) != 0x20 || (x | 0x20) < 'a' || (x | 0x20) > 'z')) return false;
       ++i, ++j;
     } else if (ToLower(DecodeUtf8(a, &i)) != ToLower(DecodeUtf8(b, &j))) {
       return false;
@@ -194,6 +203,11 @@ std::string ProperCase(std::string_view utf8) {
 }
 
 std::string_view TrimRight(std::string_view text) {
+  constexpr std::uint64_t kBlanks = 0x2020202020202020;
+  while (text.size() >= sizeof kBlanks &&
+         LoadLe64(text.data() + text.size() - sizeof kBlanks) == kBlanks) {
+    text.remove_suffix(sizeof kBlanks);
+  }
   while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
   return text;
 }

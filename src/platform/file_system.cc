@@ -38,6 +38,16 @@ Status RetryWhileBusy(FileSystem* files, std::uint32_t milliseconds, Try once) {
 
 }  // namespace
 
+Result<std::size_t> File::ReadPieces(std::span<const Piece> pieces, std::size_t size) {
+  std::size_t read = 0;
+  for (const Piece& p : pieces) {
+    PV_ASSIGN_OR_RETURN(const std::size_t got, ReadOnce(p.offset, p.out, size));
+    if (got < size) break;
+    ++read;
+  }
+  return read;
+}
+
 RangeLock& RangeLock::operator=(RangeLock&& other) noexcept {
   if (this != &other) {
     Release();

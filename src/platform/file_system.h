@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,20 @@ class File {
   // a signal.
   virtual Result<std::size_t> Read(std::uint64_t offset, void* out, std::size_t size) = 0;
 
+  // As Read, for bytes that lie on the way through a file and are not wanted again soon: what is
+  // read so does not stay in the process's memory, however large the file is.
+  virtual Result<std::size_t> ReadOnce(std::uint64_t offset, void* out, std::size_t size) {
+    return Read(offset, out, size);
+  }
+
+  // ReadOnce for many pieces of `size` bytes each; quick when neighbours in the file follow each
+  // other. Returns how many were read whole, from the first on.
+  struct Piece {
+    std::uint64_t offset;
+    void* out;
+  };
+  virtual Result<std::size_t> ReadPieces(std::span<const Piece> pieces, std::size_t size);
+
   // Writes all `size` bytes at `offset`, extending the file as needed (a gap reads as zeros).
   // Visible at once to every reader of the file, in this process and others, and kept when the
   // process dies; Sync alone makes it survive the machine. On failure some of the bytes may have
@@ -66,6 +81,10 @@ class File {
   // Cuts the file to `size` or extends it with zeros. Growing allocates the blocks, so that
   // later writes inside them cannot fail for want of space.
   virtual Status Truncate(std::uint64_t size) = 0;
+
+  // Lets the system begin to bring to the medium what was written, so that a Sync later on finds
+  // less to do.
+  virtual void StartSync() {}
 
   // Returns when all that was written is on the medium.
   virtual Status Sync() = 0;
@@ -123,6 +142,8 @@ class FileSystem {
   // Waits. The in-memory implementation only advances its clock.
   virtual void SleepMicroseconds(std::uint32_t microseconds) = 0;
   virtual std::uint64_t MonotonicMicroseconds() = 0;
+  // The same clock, read at less cost and up to ten milliseconds behind. Compare it with itself.
+  virtual std::uint64_t RoughMicroseconds() { return MonotonicMicroseconds(); }
 };
 
 // Holds a range lock; unlocks when it dies. Movable.

@@ -191,6 +191,55 @@ TEST_P(FileSystemTest, ReadsShortAtTheEndOnly) {
   EXPECT_EQ(ReadAt(file.get(), 3, 0), "");
 }
 
+// Reading in passing gives the same bytes, piece by piece or many at once, also when the file
+// grows or is cut short meanwhile.
+TEST_P(FileSystemTest, ReadsInPassingAsInPlace) {
+  constexpr std::size_t kSize = 300;
+  constexpr std::size_t kPieces = 10'000;
+  std::string content(kSize * kPieces, '\0');
+  for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * i >> 7);
+  Make("a", content);
+  const auto file = Open("a");
+  std::string bytes(content.size() + kSize, '?');
+  std::vector<File::Piece> pieces;
+  const auto add = [&](std::size_t piece) {
+    pieces.push_back({piece * kSize, bytes.data() + piece * kSize});
+  };
+  for (std::size_t i = 0; i < kPieces; ++i) add(i * 7919 % kPieces);
+  auto read = file->ReadPieces(pieces, kSize);
+  ASSERT_TRUE(read.ok());
+  EXPECT_EQ(*read, kPieces);
+  EXPECT_EQ(bytes.substr(0, content.size()), content);
+  EXPECT_EQ(bytes.substr(content.size()), std::string(kSize, '?'));
+
+  const auto other = Open("a");
+  ASSERT_TRUE(other->Write(content.size(), content.data(), kSize).ok());
+  pieces.clear();
+  for (const std::size_t i : {kPieces - 1, kPieces, std::size_t{3}}) add(i);
+  read = file->ReadPieces(pieces, kSize);
+  EXPECT_TRUE(read.ok() && *read == 3);
+  EXPECT_EQ(bytes.substr(content.size()), content.substr(0, kSize));
+
+  ASSERT_TRUE(other->Truncate(kSize * 100).ok());
+  pieces.clear();
+  for (const std::size_t i : {98, 99, 5000, 1}) add(i);
+  read = file->ReadPieces(pieces, kSize);
+  EXPECT_TRUE(read.ok() && *read == 2);
+  for (const std::size_t at : {0, 12, 29'990}) {
+    const auto got = file->ReadOnce(at, bytes.data(), kSize);
+    ASSERT_TRUE(got.ok());
+    EXPECT_EQ(bytes.substr(0, *got), content.substr(at, std::min(kSize, 30'000 - at)));
+  }
+  file->StartSync();
+  EXPECT_TRUE(file->Sync().ok());
+}
+
+TEST_P(FileSystemTest, TheRoughClockKeepsUp) {
+  const std::uint64_t start = files_->RoughMicroseconds();
+  files_->SleepMicroseconds(30'000);
+  EXPECT_GE(files_->RoughMicroseconds() - start, 20'000u);
+}
+
 TEST_P(FileSystemTest, WritesExtendAndFillGapsWithZeros) {
   const auto file = Open("a", CreateMode::kCreateNew);
   EXPECT_TRUE(file->Write(0, "abc", 3).ok());

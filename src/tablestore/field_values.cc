@@ -1,5 +1,6 @@
 // What each store type reads as, and how each is written. Tested by field_values_test.cc.
 #include <algorithm>
+#include <cmath>
 #include <exception>
 
 #include "base/date.h"
@@ -76,6 +77,15 @@ std::string DateDigits(const Value& value, std::string_view pattern) {
 }
 
 std::int32_t JulianOf(const Value& value) {
+  // A whole day needs no calendar: day 0 is 1899-12-30.
+  constexpr std::int32_t kJulianOfDay0 = 2'415'019;
+  constexpr double kLastDay = 2'958'465;  // 9999-12-31
+  if (const auto* date = value.TryGet<Date>()) {
+    const double day = date->days;
+    if (day >= 0 && day <= kLastDay && day == std::floor(day)) {
+      return kJulianOfDay0 + static_cast<std::int32_t>(day);
+    }
+  }
   const std::int32_t julian = engine::date4long(DateDigits(value, "yyyymmdd"));
   if (julian < 0) automation::Raise(automation::kErrTypeMismatch);
   return julian;
@@ -95,7 +105,7 @@ void RaiseUnknownLetter(char letter) {
 void ReadField(engine::Handle session, const TableRecordView::Column& column, const CodePage& page,
                Value* value) {
   const engine::Handle field = column.field;
-  if (engine::f4null(field) != 0) {
+  if (column.nullable && engine::f4null(field) != 0) {
     *value = Value::Null();
     return;
   }

@@ -131,7 +131,10 @@ Value Recipients::Find(const std::string& sCriteria, const std::optional<std::in
 bool Recipients::SeekFirst(const std::string& sValue, const std::string&) {
   return Traced("SeekFirst", [&] {
     impl_->BeginMove();
-    const std::int32_t code = engine::d4seek(impl_->table, impl_->view->page().Encode(sValue));
+    // Every page is ASCII in its lower half.
+    const std::int32_t code =
+        IsAscii(sValue) ? engine::d4seek(impl_->table, sValue)
+                        : engine::d4seek(impl_->table, impl_->view->page().Encode(sValue));
     impl_->LogNotices("SeekFirst");
     if (code == engine::kSuccess) {
       impl_->ReadRecordBuffer(true);

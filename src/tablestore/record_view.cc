@@ -13,6 +13,7 @@ void RecordView::SetNames(std::vector<std::string> names) {
   for (std::size_t i = 0; i < names_.size(); ++i) {
     ordinals_.emplace(names_[i], static_cast<std::int32_t>(i));
   }
+  spellings_ = names_;
   cache_.resize(names_.size());
   is_handed_out_.resize(names_.size());
 }
@@ -28,12 +29,16 @@ void RecordView::Finish() {
 
 std::int32_t RecordView::OrdinalOf(std::string_view name) const {
   if (shows_ == Shows::kNothing) return -1;
-  for (std::size_t i = last_found_; i < names_.size() && i < last_found_ + 2; ++i) {
-    if (names_[i] == name) return static_cast<std::int32_t>(last_found_ = i);
+  const std::size_t next = last_found_ + 1 < spellings_.size() ? last_found_ + 1 : 0;
+  for (const std::size_t i : {last_found_, next}) {
+    if (i < spellings_.size() && spellings_[i] == name) {
+      return static_cast<std::int32_t>(last_found_ = i);
+    }
   }
   const auto at = ordinals_.find(name);
   if (at == ordinals_.end()) return -1;
   last_found_ = static_cast<std::size_t>(at->second);
+  spellings_[last_found_] = name;
   return at->second;
 }
 
@@ -47,7 +52,7 @@ const automation::Ref<Field>& RecordView::FieldAt(std::int32_t ordinal) {
     field->ordinal_ = ordinal;
   }
   if (!is_handed_out_[i]) {
-    is_handed_out_[i] = true;
+    is_handed_out_[i] = 1;
     handed_out_.push_back(ordinal);
   }
   return field;
@@ -85,7 +90,7 @@ void RecordView::LetGo(Field& field) {
 void RecordView::ReleaseHeld() {
   for (const std::int32_t ordinal : handed_out_) {
     const auto i = static_cast<std::size_t>(ordinal);
-    is_handed_out_[i] = false;
+    is_handed_out_[i] = 0;
     if (!cache_[i] || cache_[i]->reference_count() == 1) continue;
     LetGo(*cache_[i]);
     cache_[i] = nullptr;

@@ -92,13 +92,15 @@ class RecordView {
   automation::Ref<Fields> fields_;
   std::vector<std::string> names_;
   automation::TextKeyMap<std::int32_t> ordinals_;
-  mutable std::size_t last_found_ = 0;  // ordinal; hosts read the same few fields again and again
+  // Hosts ask for the same few fields again and again, and write each name in their own way.
+  mutable std::vector<std::string> spellings_;
+  mutable std::size_t last_found_ = 0;  // ordinal
   Shows shows_ = Shows::kNothing;
   std::uint64_t epoch_ = 1;  // grows with each record: what was decoded or set before is void
 
   std::vector<automation::Ref<Field>> cache_;  // by ordinal; empty until asked for
   std::vector<std::int32_t> handed_out_;       // ordinals that the host may hold
-  std::vector<bool> is_handed_out_;
+  std::vector<char> is_handed_out_;            // by ordinal
 };
 
 }  // namespace pv::tablestore

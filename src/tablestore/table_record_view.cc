@@ -26,6 +26,7 @@ TableRecordView::TableRecordView(engine::Handle session, engine::Handle table,
     column.field = engine::d4fieldJ(table, j);
     column.letter = static_cast<char>(engine::f4type(column.field));
     column.width = engine::f4len_v(column.field);
+    column.nullable = engine::f4nullable(column.field) != 0;
     column.name = FieldName(column.field, *page_);
     if (!IsKnownLetter(column.letter) && unknown_letter_ == 0) unknown_letter_ = column.letter;
     names.push_back(column.name);

@@ -22,6 +22,7 @@ class TableRecordView : public RecordView {
     engine::Handle field = 0;
     char letter = 0;
     std::int32_t width = 0;  // bytes
+    bool nullable = true;
     std::string name;
   };
 

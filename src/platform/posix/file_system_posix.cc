@@ -249,11 +249,19 @@ void PosixFileSystem::SleepMicroseconds(std::uint32_t microseconds) {
   }
 }
 
-std::uint64_t PosixFileSystem::MonotonicMicroseconds() {
+namespace {
+
+std::uint64_t Microseconds(clockid_t clock) {
   timespec now;
-  ::clock_gettime(CLOCK_MONOTONIC, &now);
+  ::clock_gettime(clock, &now);
   return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000 +
          static_cast<std::uint64_t>(now.tv_nsec) / 1000;
 }
+
+}  // namespace
+
+std::uint64_t PosixFileSystem::MonotonicMicroseconds() { return Microseconds(CLOCK_MONOTONIC); }
+
+std::uint64_t PosixFileSystem::RoughMicroseconds() { return Microseconds(CLOCK_MONOTONIC_COARSE); }
 
 }  // namespace pv::platform

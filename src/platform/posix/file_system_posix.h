@@ -19,6 +19,7 @@ class PosixFileSystem : public FileSystem {
   Status SyncFolder(const std::string& folder) override;
   void SleepMicroseconds(std::uint32_t microseconds) override;
   std::uint64_t MonotonicMicroseconds() override;
+  std::uint64_t RoughMicroseconds() override;
 };
 
 // `path` with "/" for every "\".

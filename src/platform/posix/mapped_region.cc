@@ -17,8 +17,6 @@ namespace {
 
 constexpr std::uint64_t kSmallestCapacity = std::uint64_t{64} << 20;
 
-std::atomic<std::uint64_t> resident_limit{std::uint64_t{64} << 20};
-
 // A file cut short under its mapping, or a hole that a full disk cannot fill, answers a copy with
 // SIGBUS. The copying thread leaves word here of the bytes it is about to touch; the handler takes
 // it back out of the copy. Any other address belongs to the host: its handler is called.
@@ -77,10 +75,10 @@ void InstallHandler() {
   });
 }
 
-// memcpy with the mapped side guarded. Kept out of line: the jump back must find a frame in which
+// Copies with the mapped side guarded. Kept out of line: the jump back must find a frame in which
 // nothing but the guard lives.
-__attribute__((noinline)) bool GuardedCopy(void* to, const void* from, std::size_t size,
-                                           const char* mapped) {
+template <typename Copy>
+__attribute__((noinline)) bool Guarded(const char* mapped, std::size_t size, const Copy& copy) {
   Guard guard;
   guard.begin = mapped;
   guard.end = mapped + size;
@@ -94,15 +92,13 @@ __attribute__((noinline)) bool GuardedCopy(void* to, const void* from, std::size
   }
   active_guard = &guard;
   std::atomic_signal_fence(std::memory_order_seq_cst);
-  std::memcpy(to, from, size);
+  copy();
   std::atomic_signal_fence(std::memory_order_seq_cst);
   active_guard = nullptr;
   return true;
 }
 
 }  // namespace
-
-void MappedRegion::SetResidentLimit(std::uint64_t bytes) { resident_limit = bytes; }
 
 bool MappedRegion::Map(int descriptor, std::uint64_t size, bool writable) {
   if (refused_) return false;
@@ -122,7 +118,6 @@ bool MappedRegion::Map(int descriptor, std::uint64_t size, bool writable) {
   windows_.assign(static_cast<std::size_t>(capacity >> kWindowShift), 0);
   resident_.clear();
   oldest_ = 0;
-  most_resident_ = std::max<std::size_t>(2, resident_limit >> kWindowShift);
   return true;
 }
 
@@ -132,15 +127,16 @@ void MappedRegion::Unmap() {
   capacity_ = 0;
 }
 
-bool MappedRegion::AdmitWindows(std::uint64_t first, std::uint64_t last) {
+bool MappedRegion::AdmitWindows(std::uint64_t first, std::uint64_t last, std::size_t weight) {
   for (std::uint64_t window = first; window <= last; ++window) {
     if (windows_[window] == kResident) continue;
     if (resident_.size() < most_resident_) {
       resident_.push_back(window);
     } else {
-      wanted_in_a_row_ = window == last_wanted_ ? wanted_in_a_row_ + 1 : 1;
+      wanted_in_a_row_ = (window == last_wanted_ ? wanted_in_a_row_ : 0) + weight;
       last_wanted_ = window;
-      if (++windows_[window] < kWantedOften && wanted_in_a_row_ < kWantedInARow) return false;
+      if (++windows_[window] < kWantedOften && wanted_in_a_row_ < wanted_in_a_row_enough_)
+        return false;
       // The process forgets the oldest; what was written there stays in the system's cache.
       std::uint64_t& oldest = resident_[oldest_];
       (void)::madvise(base_ + (oldest << kWindowShift), std::size_t{1} << kWindowShift,
@@ -157,12 +153,39 @@ bool MappedRegion::AdmitWindows(std::uint64_t first, std::uint64_t last) {
 
 bool MappedRegion::CopyOut(std::uint64_t offset, void* out, std::size_t size) {
   const char* const from = base_ + offset;
-  return GuardedCopy(out, from, size, from);
+  return Guarded(from, size, [=] { std::memcpy(out, from, size); });
+}
+
+std::size_t MappedRegion::CopyOutMany(std::span<const File::Piece> pieces, std::size_t size,
+                                      std::uint64_t end) {
+  // Far enough that memory has answered when the copy comes there.
+  constexpr std::size_t kPrefetched = 4;
+  const std::uint64_t window = pieces.front().offset >> kWindowShift;
+  const std::uint64_t begin = window << kWindowShift;
+  end = std::min(end, begin + (std::uint64_t{1} << kWindowShift));
+  std::size_t together = 0;
+  while (together < pieces.size() && pieces[together].offset >= begin &&
+         pieces[together].offset + size <= end) {
+    ++together;
+  }
+  if (together == 0) return 0;
+  if (windows_[window] != kResident && !AdmitWindows(window, window, together)) return 0;
+  const char* const base = base_;
+  const bool copied = Guarded(base + begin, static_cast<std::size_t>(end - begin), [=, &pieces] {
+    for (std::size_t i = 0; i < together; ++i) {
+      if (i + kPrefetched < together) {
+        const char* const soon = base + pieces[i + kPrefetched].offset;
+        for (std::size_t at = 0; at < size && at < 512; at += 64) __builtin_prefetch(soon + at);
+      }
+      std::memcpy(pieces[i].out, base + pieces[i].offset, size);
+    }
+  });
+  return copied ? together : 0;
 }
 
 bool MappedRegion::CopyIn(std::uint64_t offset, const void* data, std::size_t size) {
   char* const to = base_ + offset;
-  return GuardedCopy(to, data, size, to);
+  return Guarded(to, size, [=] { std::memcpy(to, data, size); });
 }
 
 }  // namespace pv::platform

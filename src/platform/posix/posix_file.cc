@@ -42,22 +42,43 @@ Result<std::uint64_t> PosixFile::Size() {
   return known_size_;
 }
 
-Result<std::size_t> PosixFile::Read(std::uint64_t offset, void* out, std::size_t size) {
+Result<std::size_t> PosixFile::ReadThrough(MappedRegion* region, std::uint64_t offset, void* out,
+                                           std::size_t size) {
   if (!mapped_ || size > MappedRegion::kLongestCopy) return ReadCall(offset, out, size);
-  if (WithinKnownSize(offset, size) && region_.Cover(descriptor_, offset + size, !read_only_)) {
-    if (!region_.Admit(offset, size)) return ReadCall(offset, out, size);
-    if (region_.CopyOut(offset, out, size)) return size;
+  if (WithinKnownSize(offset, size) && region->Cover(descriptor_, offset + size, !read_only_)) {
+    if (!region->Admit(offset, size)) return ReadCall(offset, out, size);
+    if (region->CopyOut(offset, out, size)) return size;
   }
-  return ReadPastKnownSize(offset, out, size);
+  return ReadPastKnownSize(region, offset, out, size);
 }
 
-Result<std::size_t> PosixFile::ReadPastKnownSize(std::uint64_t offset, void* out,
-                                                 std::size_t size) {
+Result<std::size_t> PosixFile::ReadPieces(std::span<const Piece> pieces, std::size_t size) {
+  std::size_t read = 0;
+  while (read < pieces.size()) {
+    const std::span<const Piece> rest = pieces.subspan(read);
+    std::size_t together = 0;
+    if (mapped_ && WithinKnownSize(rest.front().offset, size) &&
+        passing_.Cover(descriptor_, known_size_, !read_only_)) {
+      together = passing_.CopyOutMany(rest, size, known_size_);
+    }
+    if (together == 0) {
+      PV_ASSIGN_OR_RETURN(const std::size_t got,
+                          ReadOnce(rest.front().offset, rest.front().out, size));
+      if (got < size) break;
+      together = 1;
+    }
+    read += together;
+  }
+  return read;
+}
+
+Result<std::size_t> PosixFile::ReadPastKnownSize(MappedRegion* region, std::uint64_t offset,
+                                                 void* out, std::size_t size) {
   PV_RETURN_IF_ERROR(RefreshSize());
   if (offset >= known_size_) return std::size_t{0};
   size = static_cast<std::size_t>(std::min<std::uint64_t>(size, known_size_ - offset));
-  if (region_.Cover(descriptor_, known_size_, !read_only_) && region_.Admit(offset, size) &&
-      region_.CopyOut(offset, out, size)) {
+  if (region->Cover(descriptor_, known_size_, !read_only_) && region->Admit(offset, size) &&
+      region->CopyOut(offset, out, size)) {
     return size;
   }
   return ReadCall(offset, out, size);
@@ -139,6 +160,12 @@ Status PosixFile::Truncate(std::uint64_t size) {
   }
   known_size_ = size;
   return Status::Ok();
+}
+
+void PosixFile::StartSync() {
+#ifdef SYNC_FILE_RANGE_WRITE
+  (void)::sync_file_range(descriptor_, 0, 0, SYNC_FILE_RANGE_WRITE);
+#endif
 }
 
 Status PosixFile::Sync() {

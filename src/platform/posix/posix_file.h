@@ -31,10 +31,19 @@ class PosixFile : public File {
         path_(std::move(path)) {}
   ~PosixFile() override;
 
-  Result<std::size_t> Read(std::uint64_t offset, void* out, std::size_t size) override;
+  Result<std::size_t> Read(std::uint64_t offset, void* out, std::size_t size) override {
+    return ReadThrough(&region_, offset, out, size);
+  }
+  Result<std::size_t> ReadOnce(std::uint64_t offset, void* out, std::size_t size) override {
+    // One call for much costs less than mapping it.
+    if (size > kLongestInPassing) return ReadCall(offset, out, size);
+    return ReadThrough(&passing_, offset, out, size);
+  }
+  Result<std::size_t> ReadPieces(std::span<const Piece> pieces, std::size_t size) override;
   Status Write(std::uint64_t offset, const void* data, std::size_t size) override;
   Result<std::uint64_t> Size() override;
   Status Truncate(std::uint64_t size) override;
+  void StartSync() override;
   Status Sync() override;
   Status TryLock(std::uint64_t offset, std::uint64_t length, LockKind kind) override;
   Status Unlock(std::uint64_t offset, std::uint64_t length) override;
@@ -42,11 +51,16 @@ class PosixFile : public File {
   const std::string& path() const override { return path_; }
 
  private:
+  static constexpr std::size_t kLongestInPassing = std::size_t{64} << 10;
+
   bool WithinKnownSize(std::uint64_t offset, std::size_t size) const {
     return size <= known_size_ && offset <= known_size_ - size;
   }
   Status RefreshSize();
-  Result<std::size_t> ReadPastKnownSize(std::uint64_t offset, void* out, std::size_t size);
+  Result<std::size_t> ReadThrough(MappedRegion* region, std::uint64_t offset, void* out,
+                                  std::size_t size);
+  Result<std::size_t> ReadPastKnownSize(MappedRegion* region, std::uint64_t offset, void* out,
+                                        std::size_t size);
   Result<std::size_t> ReadCall(std::uint64_t offset, void* out, std::size_t size);
   Status WriteCall(std::uint64_t offset, const void* data, std::size_t size);
   Status SetLock(std::uint64_t offset, std::uint64_t length, short type, const char* doing);
@@ -58,6 +72,7 @@ class PosixFile : public File {
   // the file's end and the end of its last page, so no copy may pass this.
   std::uint64_t known_size_;
   MappedRegion region_;
+  MappedRegion passing_{MappedRegion::Passing()};
   std::string path_;
 };
 

@@ -19,7 +19,8 @@ struct FieldRef {
   std::size_t index;
   const FieldLayout* layout;
 
-  std::uint8_t* bytes() const { return table->record() + layout->offset; }
+  const std::uint8_t* bytes() const { return table->record() + layout->offset; }
+  std::uint8_t* room() const { return table->Edit() + layout->offset; }
   bool is_memo() const { return layout->is_memo(); }
   bool is_var_length() const { return layout->is_var_length(); }
 };
@@ -40,7 +41,7 @@ bool FindCurrentField(Handle handle, FieldRef* field) {
 void SetNullBit(const FieldRef& f, bool null) {
   if (!f.layout->nullable) return;
   std::uint8_t& byte =
-      f.table->record()[f.table->layout().null_flags_offset + f.layout->null_bit / 8];
+      f.table->Edit()[f.table->layout().null_flags_offset + f.layout->null_bit / 8];
   const auto mask = static_cast<std::uint8_t>(1U << (f.layout->null_bit % 8));
   byte = static_cast<std::uint8_t>(null ? byte | mask : byte & ~mask);
 }
@@ -173,6 +174,11 @@ const std::uint8_t* f4memoPtr(Handle field) {
   return text == nullptr ? nullptr : reinterpret_cast<const std::uint8_t*>(text->data());
 }
 
+std::int32_t f4nullable(Handle field) {
+  FieldRef f{};
+  return FindField(field, &f) && f.layout->nullable ? 1 : 0;
+}
+
 std::int32_t f4null(Handle field) {
   FieldRef f{};
   return FindCurrentField(field, &f) && f.table->layout().IsNull(*f.layout, f.table->record()) ? 1
@@ -187,7 +193,7 @@ void f4assignNVB(Handle field, std::string_view text, std::int32_t length) {
       f.table->AssignMemo(f.index, used);
       return true;
     }
-    return EncodeText(*f.layout, used, *f.table->layout().page, f.bytes());
+    return EncodeText(*f.layout, used, *f.table->layout().page, f.room());
   });
 }
 
@@ -197,28 +203,28 @@ void f4assignCharVB(Handle field, std::string_view text) {
 }
 
 void f4assignDouble(Handle field, double value) {
-  AssignWith(field, [&](const FieldRef& f) { return EncodeDouble(*f.layout, value, f.bytes()); });
+  AssignWith(field, [&](const FieldRef& f) { return EncodeDouble(*f.layout, value, f.room()); });
 }
 
 void f4assignCurrency(Handle field, std::string_view decimal_text) {
   AssignWith(field, [&](const FieldRef& f) {
     const auto value = ParseCurrency(decimal_text);
-    return value && EncodeCurrency(*f.layout, *value, f.bytes());
+    return value && EncodeCurrency(*f.layout, *value, f.room());
   });
 }
 
 void f4assignLong(Handle field, std::int32_t value) {
-  AssignWith(field, [&](const FieldRef& f) { return EncodeLong(*f.layout, value, f.bytes()); });
+  AssignWith(field, [&](const FieldRef& f) { return EncodeLong(*f.layout, value, f.room()); });
 }
 
 void f4assignDateTime(Handle field, std::string_view text) {
-  AssignWith(field, [&](const FieldRef& f) { return EncodeDateTime(*f.layout, text, f.bytes()); });
+  AssignWith(field, [&](const FieldRef& f) { return EncodeDateTime(*f.layout, text, f.room()); });
 }
 
 void f4assignUnicode(Handle field, const char16_t* zero_terminated) {
   AssignWith(field, [&](const FieldRef& f) {
     return EncodeUtf16(*f.layout, std::u16string_view(zero_terminated), *f.table->layout().page,
-                       f.bytes());
+                       f.room());
   });
 }
 
@@ -235,7 +241,7 @@ void f4assignNull(Handle field) {
   if (f.is_memo()) {
     f.table->AssignMemo(f.index, {});
   } else {
-    EncodeBlank(*f.layout, f.bytes());
+    EncodeBlank(*f.layout, f.room());
   }
   SetNullBit(f, true);
 }

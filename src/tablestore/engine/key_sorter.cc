@@ -2,6 +2,8 @@
 #include "tablestore/engine/key_sorter.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstring>
 #include <queue>
 
@@ -12,13 +14,11 @@ namespace {
 
 constexpr std::size_t kRunBlock = 256 * 1024;
 
-// Eight bytes of a key from `depth` on as a number that compares as they do; zeros past its end.
-std::uint64_t WordOf(const std::uint8_t* key, std::size_t length, std::size_t depth) {
-  if (depth + 8 <= length) return LoadBe64(key + depth);
-  std::uint8_t bytes[8] = {};
-  std::memcpy(bytes, key + depth, length - depth);
-  return LoadBe64(bytes);
-}
+// Ranges that are smaller are sorted by insertion.
+constexpr std::ptrdiff_t kSmall = 16;
+
+// Keys lie all over the memory when they come out in order: they are asked for so much ahead.
+constexpr std::size_t kPrefetched = 8;
 
 // Reads one sorted run block by block.
 class RunReader {
@@ -57,22 +57,35 @@ class RunReader {
 
 }  // namespace
 
-std::uint64_t KeySorter::WordAt(std::uint32_t index, std::size_t depth) const {
-  return WordOf(KeyOf(index), key_length_, depth);
+// Eight bytes of a key from `depth` on as a number that compares as they do.
+std::uint64_t KeySorter::WordAt(std::uint32_t at, std::size_t depth) const {
+  const std::uint8_t* const key = keys_.data() + at + 1;
+  const std::size_t length = keys_[at];
+  if (depth + 8 <= length) return LoadBe64(key + depth);
+  if (depth >= length) return fill_word_;
+  std::uint64_t word = fill_word_;
+  std::memcpy(&word, key + depth, length - depth);
+  return __builtin_bswap64(word);
+}
+
+void KeySorter::Restore(std::uint32_t at, std::uint8_t* key) const {
+  const std::size_t length = keys_[at];
+  std::memcpy(key, keys_.data() + at + 1, length);
+  std::memset(key + length, fill_, key_length_ - length);
 }
 
 void KeySorter::Expect(std::size_t entries) {
-  const std::size_t most = memory_limit_ / (key_length_ + sizeof(Item)) + 1;
-  keys_.reserve(std::min(entries, most) * key_length_);
-  items_.reserve(std::min(entries, most));
+  items_.reserve(std::min(entries, memory_limit_ / sizeof(Item) + 1));
 }
 
 KeySorter::KeySorter(platform::FileSystem* files, std::string run_path, std::size_t key_length,
-                     std::size_t memory_limit)
+                     std::size_t memory_limit, std::uint8_t fill)
     : files_(files),
       run_path_(std::move(run_path)),
       key_length_(key_length),
-      memory_limit_(memory_limit) {}
+      memory_limit_(std::min<std::size_t>(memory_limit, UINT32_MAX / 2)),
+      fill_(fill),
+      fill_word_(fill * 0x0101010101010101ULL) {}
 
 KeySorter::~KeySorter() {
   if (run_file_) {
@@ -83,43 +96,82 @@ KeySorter::~KeySorter() {
 }
 
 Status KeySorter::Add(const std::uint8_t* key, std::uint32_t record) {
-  if (!items_.empty() && items_.size() * (key_length_ + sizeof(Item)) >= memory_limit_) {
-    PV_RETURN_IF_ERROR(WriteRun());
-  }
-  const auto index = static_cast<std::uint32_t>(items_.size());
-  keys_.insert(keys_.end(), key, key + key_length_);
-  items_.push_back({WordOf(key, key_length_, 0), index, record});
+  if (!items_.empty() && MemoryUsed() >= memory_limit_) PV_RETURN_IF_ERROR(WriteRun());
+  std::size_t length = key_length_;
+  while (length >= 8 && LoadLe64(key + length - 8) == fill_word_) length -= 8;
+  while (length > 0 && key[length - 1] == fill_) --length;
+  const auto at = static_cast<std::uint32_t>(keys_.size());
+  keys_.push_back(static_cast<std::uint8_t>(length));
+  keys_.insert(keys_.end(), key, key + length);
+  items_.push_back({WordAt(at, 0), at, record});
   return {};
 }
 
-// Sorts by eight bytes of the key at a time: comparisons look at one word that lies in the item,
-// and only items that are equal so far have their next word fetched.
 void KeySorter::SortMemory() {
-  if (items_.size() > 1) SortFrom(items_.data(), items_.data() + items_.size(), 0);
+  if (items_.empty()) return;
+  const int patience = 2 * static_cast<int>(std::bit_width(items_.size()));
+  SortFrom(items_.data(), items_.data() + items_.size(), 0, patience);
 }
 
-void KeySorter::SortFrom(Item* begin, Item* end, std::size_t depth) {
-  for (;;) {
-    std::sort(begin, end, [](const Item& a, const Item& b) {
-      return a.word != b.word ? a.word < b.word : a.record < b.record;
-    });
-    depth += 8;
-    if (depth >= key_length_) return;
-    // All equal is common (a shared beginning): go on with the same range, without recursion.
-    if (begin->word == (end - 1)->word) {
-      for (Item* item = begin; item != end; ++item) item->word = WordAt(item->index, depth);
-      continue;
+// Of two items whose words begin at `depth`.
+bool KeySorter::Before(const Item& a, const Item& b, std::size_t depth) const {
+  if (a.word != b.word) return a.word < b.word;
+  for (depth += 8; depth < key_length_; depth += 8) {
+    const std::uint64_t x = WordAt(a.at, depth);
+    const std::uint64_t y = WordAt(b.at, depth);
+    if (x != y) return x < y;
+  }
+  return a.record < b.record;
+}
+
+// Quicksort in three parts, by eight bytes of the key at a time: comparisons look at one word that
+// lies in the item, and only items that are equal so far have their next word fetched. Where the
+// parts come out badly too often, `patience` ends.
+void KeySorter::SortFrom(Item* begin, Item* end, std::size_t depth, int patience) {
+  while (end - begin > kSmall) {
+    if (patience-- == 0) {
+      std::sort(begin, end, [&](const Item& a, const Item& b) { return Before(a, b, depth); });
+      return;
     }
-    for (Item* first = begin; first != end;) {
-      Item* last = first + 1;
-      while (last != end && last->word == first->word) ++last;
-      if (last - first > 1) {
-        for (Item* item = first; item != last; ++item) item->word = WordAt(item->index, depth);
-        SortFrom(first, last, depth);
+    const std::uint64_t first = begin->word;
+    const std::uint64_t middle = begin[(end - begin) / 2].word;
+    const std::uint64_t last = (end - 1)->word;
+    const std::uint64_t pivot =
+        std::max(std::min(first, middle), std::min(std::max(first, middle), last));
+    Item* less = begin;  // [begin, less) is smaller, [less, at) equal, [greater, end) greater
+    Item* greater = end;
+    for (Item* at = begin; at < greater;) {
+      if (at->word < pivot) {
+        std::swap(*at++, *less++);
+      } else if (at->word > pivot) {
+        std::swap(*at, *--greater);
+      } else {
+        ++at;
       }
-      first = last;
     }
-    return;
+    if (greater - less > 1) {
+      if (depth + 8 < key_length_) {
+        for (Item* item = less; item != greater; ++item) item->word = WordAt(item->at, depth + 8);
+        SortFrom(less, greater, depth + 8,
+                 2 * static_cast<int>(std::bit_width(static_cast<std::size_t>(greater - less))));
+      } else {
+        std::sort(less, greater, [](const Item& a, const Item& b) { return a.record < b.record; });
+      }
+    }
+    // The smaller part by recursion, which then never goes deep.
+    if (less - begin < end - greater) {
+      SortFrom(begin, less, depth, patience);
+      begin = greater;
+    } else {
+      SortFrom(greater, end, depth, patience);
+      end = less;
+    }
+  }
+  for (Item* item = begin; item < end; ++item) {
+    const Item moved = *item;
+    Item* at = item;
+    for (; at > begin && Before(moved, *(at - 1), depth); --at) *at = *(at - 1);
+    *at = moved;
   }
 }
 
@@ -141,14 +193,13 @@ Status KeySorter::WriteRun() {
     block.clear();
     return {};
   };
-  for (const Item& item : items_) {
-    const std::uint8_t* key = KeyOf(item.index);
+  PV_RETURN_IF_ERROR(EmitMemory([&](const std::uint8_t* key, std::uint32_t number) -> Status {
     block.insert(block.end(), key, key + key_length_);
     std::uint8_t record[4];
-    StoreLe32(record, item.record);
+    StoreLe32(record, number);
     block.insert(block.end(), record, record + 4);
-    if (block.size() >= kRunBlock) PV_RETURN_IF_ERROR(write());
-  }
+    return block.size() >= kRunBlock ? write() : Status();
+  }));
   if (!block.empty()) PV_RETURN_IF_ERROR(write());
   items_.clear();
   keys_.clear();
@@ -158,11 +209,24 @@ Status KeySorter::WriteRun() {
 Status KeySorter::Sort(const Emit& emit) {
   if (runs_.empty()) {
     SortMemory();
-    for (const Item& item : items_) PV_RETURN_IF_ERROR(emit(KeyOf(item.index), item.record));
-    return {};
+    return EmitMemory(emit);
   }
   if (!items_.empty()) PV_RETURN_IF_ERROR(WriteRun());
   return Merge(emit);
+}
+
+Status KeySorter::EmitMemory(const Emit& emit) {
+  std::array<std::uint8_t, 256> key;
+  for (std::size_t i = 0; i < items_.size(); ++i) {
+    if (i + kPrefetched < items_.size()) {
+      const std::uint8_t* const soon = keys_.data() + items_[i + kPrefetched].at;
+      __builtin_prefetch(soon);
+      __builtin_prefetch(soon + 40);
+    }
+    Restore(items_[i].at, key.data());
+    PV_RETURN_IF_ERROR(emit(key.data(), items_[i].record));
+  }
+  return {};
 }
 
 Status KeySorter::Merge(const Emit& emit) {

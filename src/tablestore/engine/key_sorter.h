@@ -17,9 +17,10 @@ namespace pv::engine {
 class KeySorter {
  public:
   // `run_path` names the file for the runs; it is made when the first run is written and removed
-  // by the destructor. `memory_limit` is in bytes of entries.
+  // by the destructor. `memory_limit` is in bytes of entries. Keys that end in `fill` bytes are
+  // kept without them.
   KeySorter(platform::FileSystem* files, std::string run_path, std::size_t key_length,
-            std::size_t memory_limit);
+            std::size_t memory_limit, std::uint8_t fill = ' ');
   ~KeySorter();
   KeySorter(const KeySorter&) = delete;
   KeySorter& operator=(const KeySorter&) = delete;
@@ -35,8 +36,8 @@ class KeySorter {
 
  private:
   struct Item {
-    std::uint64_t word;   // the eight bytes of the key that are being compared
-    std::uint32_t index;  // of the entry in keys_
+    std::uint64_t word;  // the eight bytes of the key that are being compared
+    std::uint32_t at;    // of the key in keys_: its length there, then its bytes
     std::uint32_t record;
   };
   struct Run {
@@ -44,13 +45,15 @@ class KeySorter {
     std::uint64_t entries;
   };
 
-  const std::uint8_t* KeyOf(std::uint32_t index) const {
-    return keys_.data() + std::size_t{index} * key_length_;
-  }
   std::size_t entry_size() const { return key_length_ + 4; }
-  std::uint64_t WordAt(std::uint32_t index, std::size_t depth) const;
+  std::size_t MemoryUsed() const { return keys_.size() + items_.size() * sizeof(Item); }
+  std::uint64_t WordAt(std::uint32_t at, std::size_t depth) const;
+  // The whole key, in `key`.
+  void Restore(std::uint32_t at, std::uint8_t* key) const;
+  bool Before(const Item& a, const Item& b, std::size_t depth) const;
   void SortMemory();
-  void SortFrom(Item* begin, Item* end, std::size_t depth);
+  void SortFrom(Item* begin, Item* end, std::size_t depth, int patience);
+  Status EmitMemory(const Emit& emit);
   Status WriteRun();
   Status Merge(const Emit& emit);
 
@@ -58,6 +61,8 @@ class KeySorter {
   std::string run_path_;
   std::size_t key_length_;
   std::size_t memory_limit_;
+  std::uint8_t fill_;
+  std::uint64_t fill_word_;
   std::vector<std::uint8_t> keys_;
   std::vector<Item> items_;
   std::unique_ptr<platform::File> run_file_;

@@ -137,7 +137,8 @@ std::int32_t f4true(Handle field);
 const char* f4dateTime(Handle field);  // "yyyymmddhh:mm:ss", blanks when empty
 std::int32_t f4memoLen(Handle field);
 const std::uint8_t* f4memoPtr(Handle field);
-std::int32_t f4null(Handle field);  // nonzero when the field is null
+std::int32_t f4nullable(Handle field);  // 1 when the field accepts nulls
+std::int32_t f4null(Handle field);      // nonzero when the field is null
 // Assigning to a field takes its null mark off; f4assignNull sets it (where the field accepts
 // nulls) and blanks the bytes. A value that the field cannot hold leaves a negative code pending
 // in the session and the field as it was; text longer than a character field is cut to its width.

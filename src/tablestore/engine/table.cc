@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "tablestore/engine/data/field_codec.h"
 #include "tablestore/engine/error_codes.h"
+#include "tablestore/engine/tag_entries.h"
 
 namespace pv::engine {
 namespace {
@@ -24,6 +25,8 @@ platform::ShareMode ShareOf(AccessMode mode) {
 }
 
 }  // namespace
+
+Table::Table(Session* session) : session_(session) {}
 
 Table::~Table() = default;
 
@@ -130,7 +133,9 @@ Status Table::ReadHeader() {
   PV_ASSIGN_OR_RETURN(count_, ValidCount(header_.record_count));
   record_.assign(header_.layout.record_length + 1, 0);
   record_.back() = kEndOfFileMark;
-  original_ = record_;
+  original_.assign(header_.layout.record_length + ReadAhead::kSlack, 0);
+  ahead_.emplace(header_.layout);
+  EndWalk();
   memos_.resize(header_.layout.fields.size());
   return {};
 }
@@ -166,12 +171,18 @@ Result<std::uint32_t> Table::HeaderCount() {
 Status Table::ReadRecords(platform::File* data, std::uint32_t first, std::uint32_t count,
                           std::uint8_t* out) {
   const std::size_t length = header_.layout.record_length;
-  PV_ASSIGN_OR_RETURN(const std::size_t got,
-                      data->Read(header_.RecordOffset(first), out, count * length));
-  if (got == count * length) return {};
+  // Who reads many reads them all, and once.
+  auto got = count > 1 || walked_ > 0
+                 ? data->ReadOnce(header_.RecordOffset(first), out, count * length)
+                 : data->Read(header_.RecordOffset(first), out, length);
+  if (!got.ok()) return got.status();
+  if (*got == count * length) return {};
+  return RecordMissing(first + static_cast<std::uint32_t>(*got / length));
+}
+
+Status Table::RecordMissing(std::uint32_t record) const {
   return {StatusCode::kCorrupt,
-          path_ + ": record " + std::to_string(first + got / length) +
-              " lies beyond the end of the file",
+          path_ + ": record " + std::to_string(record) + " lies beyond the end of the file",
           kErrDataDamaged};
 }
 
@@ -280,13 +291,18 @@ Status Table::LockIndex(platform::LockKind kind, bool append_lock_held, platform
 
 Status Table::LoadRecord(std::uint32_t record) {
   PV_RETURN_IF_ERROR(ReadRecords(data_.get(), record, 1, original_.data()));
-  std::copy_n(original_.data(), header_.layout.record_length, record_.data());
+  ShowRecord(record);
+  return {};
+}
+
+// The record whose bytes are in original_ becomes the current one.
+void Table::ShowRecord(std::uint32_t record) {
+  edited_ = false;
   if (memos_touched_) ForgetMemos();
   recalled_ = false;
   record_number_ = record;
   place_ = Place::kRecord;
   empty_ = false;
-  return {};
 }
 
 void Table::ForgetMemos() {
@@ -299,7 +315,7 @@ const std::string* Table::Memo(std::size_t field) {
   if (slot.loaded) return &slot.text;
   memos_touched_ = true;
   const FieldLayout& f = header_.layout.fields[field];
-  const auto block = DecodeMemoBlock(f, record_.data() + f.offset);
+  const auto block = DecodeMemoBlock(f, record() + f.offset);
   if (!block) {
     session_->Fail({StatusCode::kCorrupt,
                     path_ + ": record " + std::to_string(record_number_) + ", field " + f.name +

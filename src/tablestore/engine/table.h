@@ -16,6 +16,7 @@
 #ifndef PV_TABLESTORE_ENGINE_TABLE_H_
 #define PV_TABLESTORE_ENGINE_TABLE_H_
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -32,6 +33,7 @@
 #include "tablestore/engine/index/index_file.h"
 #include "tablestore/engine/memo/memo_file.h"
 #include "tablestore/engine/operations.h"
+#include "tablestore/engine/read_ahead.h"
 #include "tablestore/engine/session.h"
 
 namespace pv::engine {
@@ -52,6 +54,8 @@ struct TagState {
   std::unique_ptr<Expression> filter;  // null when there is none
   std::string unusable;                // why it cannot be kept up to date; empty when it can
 };
+
+class TagEntries;
 
 class Table {
  public:
@@ -96,7 +100,7 @@ class Table {
   std::int32_t Delete();
   void Recall() {
     if (!has_record()) return;
-    record_[0] = kLiveMark;
+    Edit()[0] = kLiveMark;
     recalled_ = true;
   }
   std::int32_t Pack();
@@ -106,7 +110,13 @@ class Table {
 
   // The record buffer. Readable while a record is current or being appended.
   bool has_record() const { return place_ == Place::kRecord || place_ == Place::kAppending; }
-  std::uint8_t* record() { return record_.data(); }
+  const std::uint8_t* record() const { return edited_ ? record_.data() : original_.data(); }
+  // The same, to be changed.
+  std::uint8_t* Edit() {
+    if (!edited_) std::copy_n(original_.data(), header_.layout.record_length, record_.data());
+    edited_ = true;
+    return record_.data();
+  }
   const RecordLayout& layout() const { return header_.layout; }
   // The memo of a field, assigned or read from the file; null with the error in the session.
   const std::string* Memo(std::size_t field);
@@ -137,7 +147,7 @@ class Table {
     std::array<std::uint8_t, kMaxKeyLength + 1> bytes;
   };
 
-  explicit Table(Session* session) : session_(session) {}
+  explicit Table(Session* session);
 
   // table.cc
   Status OpenFiles(const std::string& path);
@@ -149,13 +159,16 @@ class Table {
   // is not there.
   Status ReadRecords(platform::File* data, std::uint32_t first, std::uint32_t count,
                      std::uint8_t* out);
+  Status RecordMissing(std::uint32_t record) const;
   std::string StrayIndexFault() const;
   Status OpenIndex(const std::string& index_path);
   Status PrepareTags();
   std::string CompanionPath(std::string_view extension) const;
+  std::string SortPath() const { return CompanionPath(".cdx.sort"); }
   bool exclusive() const { return mode_ != AccessMode::kShared; }
   Status CheckWritable();
   Status LoadRecord(std::uint32_t record);
+  void ShowRecord(std::uint32_t record);
   Result<std::uint32_t> ValidCount(std::uint32_t header_count);
   enum class Tail : std::uint8_t { kNone, kOurs, kForeign };
   Result<Tail> InspectTail(bool died);
@@ -177,6 +190,14 @@ class Table {
   Status RebuildTags(IndexFile* index, const std::vector<TagState>& tags, platform::File* data,
                      std::uint32_t records, std::uint64_t* duplicates);
   Status EnsureJournal(std::size_t size, std::uint64_t* offset);
+
+  // table_walk.cc
+  void NoteStep(std::int32_t count);
+  void EndWalk();
+  std::uint64_t AheadAge() const;
+  bool AheadIsFresh();
+  std::int32_t StepAhead();
+  void LookAhead(bool forward);
 
   // table_navigate.cc
   std::int32_t LandOn(const TagPosition& position, bool forward);
@@ -211,6 +232,7 @@ class Table {
   static Result<bool> PackIsCommitted(Session* session, const std::string& path);
   Status PackInto(const std::string& new_data, const std::string& new_index,
                   const std::string& new_memo);
+  Status BuildPackedIndex(const std::string& new_index, TagEntries* entries);
 
   Session* session_;
   AccessMode mode_ = AccessMode::kShared;
@@ -236,16 +258,28 @@ class Table {
   bool dirty_ = false;               // something was written since the last flush
   bool needs_rebuild_ = false;       // a change failed half-way: the mark stands
   bool bulk_ = false;
-  bool index_checked_ = false;  // under exclusive access: no mark stood since opening
+  std::unique_ptr<TagEntries> bulk_entries_;  // while records were only appended, from the first
+  bool index_checked_ = false;                // under exclusive access: no mark stood since opening
 
   Place place_ = Place::kEof;
   bool empty_ = true;  // the last Top or Bottom found nothing
   std::uint32_t record_number_ = 0;
-  std::vector<std::uint8_t> record_;    // the buffer
+  std::vector<std::uint8_t> record_;    // the buffer, good once the record is edited_
   std::vector<std::uint8_t> original_;  // as the record was when it was read
   std::vector<MemoSlot> memos_;         // one per field; only memo fields use theirs
+  bool edited_ = false;
   bool memos_touched_ = false;
   bool recalled_ = false;  // the record is to be live, whatever others made of it meanwhile
+
+  // Moving one record at a time, in a row; see table_walk.cc.
+  static constexpr std::uint32_t kStepsOfWalk = 64;
+  std::uint32_t walked_ = 0;
+  std::int32_t last_step_ = 0;
+  std::optional<ReadAhead> ahead_;  // there is one as long as the table is open
+  TagPosition ahead_end_;           // the last that was fetched
+  std::size_t ahead_count_ = 0;     // records to be fetched next
+  std::uint64_t ahead_epoch_ = 0;   // of the index, and the time, when they were fetched
+  std::uint64_t ahead_time_ = 0;
 
   int selected_ = -1;
   TagPosition position_;

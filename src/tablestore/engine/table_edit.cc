@@ -7,6 +7,7 @@
 #include "tablestore/engine/data/field_codec.h"
 #include "tablestore/engine/error_codes.h"
 #include "tablestore/engine/table.h"
+#include "tablestore/engine/tag_entries.h"
 
 namespace pv::engine {
 namespace {
@@ -19,10 +20,12 @@ constexpr std::uint64_t kMostGrowth = 8 * 1024 * 1024;
 }  // namespace
 
 void Table::AppendStart() {
+  EndWalk();
   LeaveRecord(Place::kAppending);
   empty_ = false;
   record_[0] = kLiveMark;
   recalled_ = false;
+  edited_ = true;
   for (const FieldLayout& f : header_.layout.fields) EncodeBlank(f, record_.data() + f.offset);
   if (header_.layout.null_flags_length != 0) {
     std::fill_n(record_.data() + header_.layout.null_flags_offset, header_.layout.null_flags_length,
@@ -98,6 +101,7 @@ Status Table::ReserveDataSpace(std::uint64_t end) {
   std::uint64_t target = end + std::clamp(end / 4, kLeastGrowth, kMostGrowth);
   target = std::min(target, kMaxDataFileSize);
   if (target <= end) return {};
+  data_->StartSync();
   PV_RETURN_IF_ERROR(data_->Truncate(target));
   data_capacity_ = target;
   return {};
@@ -188,6 +192,10 @@ std::int32_t Table::Append() {
   if (s.ok() && to_tags) s = LockIndex(platform::LockKind::kExclusive, true, &index);
   if (s.ok()) s = AppendLocked(to_tags);
   if (!s.ok()) return session_->Fail(s, true);
+  // Entries that cannot be gathered now are gathered from the data file at the end.
+  if (bulk_entries_ && !bulk_entries_->Add(record_.data(), record_number_).ok()) {
+    bulk_entries_.reset();
+  }
   place_ = Place::kRecord;
   position_valid_ = false;
   std::copy_n(record_.data(), header_.layout.record_length, original_.data());
@@ -277,6 +285,8 @@ void Table::MergeUnchangedFields(const std::uint8_t* on_disk) {
 }
 
 std::int32_t Table::Write(std::int32_t record) {
+  EndWalk();
+  bulk_entries_.reset();
   if (!has_record()) {
     return session_->Fail(
         {StatusCode::kInvalid, path_ + ": there is no current record", kErrNoRecord});
@@ -288,6 +298,7 @@ std::int32_t Table::Write(std::int32_t record) {
         {StatusCode::kNotFound, path_ + " has no record " + std::to_string(record), kErrNoRecord});
   }
   const auto number = static_cast<std::uint32_t>(record);
+  Edit();
   Status s = CheckWritable();
   platform::RangeLock record_lock;
   platform::RangeLock index;
@@ -389,6 +400,8 @@ Status Table::ApplyInPlace(std::uint32_t number, const std::vector<std::uint32_t
 }
 
 std::int32_t Table::Delete() {
+  EndWalk();
+  bulk_entries_.reset();
   if (place_ != Place::kRecord) {
     return session_->Fail(
         {StatusCode::kInvalid, path_ + ": there is no current record", kErrNoRecord});
@@ -424,7 +437,7 @@ std::int32_t Table::Delete() {
     }
   }
   if (!s.ok()) return session_->Fail(s, true);
-  record_[0] = kDeletedMark;
+  if (edited_) record_[0] = kDeletedMark;
   original_[0] = kDeletedMark;
   recalled_ = false;
   return kSuccess;

@@ -16,15 +16,19 @@ void Table::LeaveRecord(Place place) {
 void Table::GoEof() { LeaveRecord(Place::kEof); }
 
 void Table::SelectTag(int tag) {
+  EndWalk();
   selected_ = tag;
   position_valid_ = false;
 }
 
 // Reads the record and makes it current; a number that is not there answers kNoEntry.
 std::int32_t Table::LandOnRecord(std::uint32_t record) {
-  auto count = RecordCount();
-  if (!count.ok()) return session_->Fail(count.status());
-  if (record < 1 || record > *count) {
+  // Records never go while somebody has the table open, so only one that was not there when we
+  // looked last is worth another look.
+  if (record > count_) {
+    if (auto count = RecordCount(); !count.ok()) return session_->Fail(count.status());
+  }
+  if (record < 1 || record > count_) {
     LeaveRecord(Place::kEof);
     return kNoEntry;
   }
@@ -55,6 +59,7 @@ std::int32_t Table::Top() { return GoToEnd(true); }
 std::int32_t Table::Bottom() { return GoToEnd(false); }
 
 std::int32_t Table::GoToEnd(bool first) {
+  EndWalk();
   empty_ = false;
   std::int32_t code = kEndOfFile;
   if (selected_ >= 0) {
@@ -81,6 +86,7 @@ std::int32_t Table::GoToEnd(bool first) {
 }
 
 std::int32_t Table::Go(std::int32_t record) {
+  EndWalk();
   empty_ = false;
   position_valid_ = false;
   const std::int32_t code =
@@ -93,11 +99,12 @@ std::int32_t Table::Go(std::int32_t record) {
 
 std::int32_t Table::Skip(std::int32_t count) {
   if (place_ == Place::kAppending) LeaveRecord(Place::kEof);
+  NoteStep(count);
   return selected_ >= 0 ? SkipInTag(count) : SkipNaturally(count);
 }
 
 std::int32_t Table::SkipNaturally(std::int32_t count) {
-  if (count == 1 && place_ == Place::kRecord && record_number_ < count_ && exclusive()) {
+  if (count == 1 && place_ == Place::kRecord && record_number_ < count_) {
     return LandOnRecord(record_number_ + 1);
   }
   auto records = RecordCount();
@@ -137,6 +144,8 @@ Status Table::FindPlaceInTag() {
 }
 
 std::int32_t Table::SkipInTag(std::int32_t count) {
+  // What was fetched ahead is there only as long as each step is like the one before.
+  if (!ahead_->empty() && AheadIsFresh()) return StepAhead();
   Tag* const tag = selected().tag;
   const bool forward = count >= 0;
   if (count == 0) {
@@ -182,7 +191,9 @@ std::int32_t Table::SkipInTag(std::int32_t count) {
     LeaveRecord(Place::kEof);
     return session_->Fail(s, true);
   }
-  return LandOn(position_, forward);
+  const std::int32_t code = LandOn(position_, forward);
+  if (code == kSuccess && walked_ >= kStepsOfWalk && ahead_->empty()) LookAhead(forward);
+  return code;
 }
 
 std::int32_t Table::Seek(std::string_view text) { return SeekKey(text, false); }
@@ -190,6 +201,7 @@ std::int32_t Table::SeekNext(std::string_view text) { return SeekKey(text, true)
 
 std::int32_t Table::SeekKey(std::string_view text, bool after_current) {
   empty_ = false;
+  EndWalk();
   if (selected_ < 0 || !selected().keys) return kNoEntry;
   TagState& state = selected();
   const TagDefinition& definition = state.tag->definition();

@@ -11,6 +11,7 @@
 #include "tablestore/engine/data/field_codec.h"
 #include "tablestore/engine/error_codes.h"
 #include "tablestore/engine/table.h"
+#include "tablestore/engine/tag_entries.h"
 
 namespace pv::engine {
 namespace {
@@ -47,6 +48,20 @@ void RemoveNewFiles(platform::FileSystem* files, const std::string& path) {
     // What cannot be removed is replaced by the next compaction.
     (void)files->Remove(name + kNewSuffix).ok();
   }
+}
+
+// New files go to the medium while they grow, in pieces of this size.
+constexpr std::uint64_t kSyncedAtATime = std::uint64_t{16} << 20;
+
+Result<std::unique_ptr<platform::File>> OpenEmpty(platform::FileSystem* files,
+                                                  const std::string& path) {
+  platform::OpenOptions options;
+  options.create = platform::CreateMode::kOpenOrCreate;
+  options.share = platform::ShareMode::kDenyAll;
+  options.mapped = true;
+  PV_ASSIGN_OR_RETURN(auto file, files->Open(path, options));
+  PV_RETURN_IF_ERROR(file->Truncate(0));
+  return file;
 }
 
 }  // namespace
@@ -165,6 +180,7 @@ std::int32_t Table::Pack() {
     return session_->Fail(s.WithPrefix(path + " was compacted, but cannot be opened again"));
   }
   dirty_ = false;
+  EndWalk();
   LeaveRecord(Place::kEof);
   return kSuccess;
 }
@@ -175,16 +191,6 @@ Status Table::PackInto(const std::string& new_data, const std::string& new_index
   platform::FileSystem* const files = session_->files();
   const RecordLayout& layout = header_.layout;
   const std::uint32_t length = layout.record_length;
-  platform::OpenOptions options;
-  options.create = platform::CreateMode::kOpenOrCreate;
-  options.share = platform::ShareMode::kDenyAll;
-  options.mapped = true;
-  const auto open_empty = [&](const std::string& path) -> Result<std::unique_ptr<platform::File>> {
-    PV_ASSIGN_OR_RETURN(auto file, files->Open(path, options));
-    PV_RETURN_IF_ERROR(file->Truncate(0));
-    return file;
-  };
-
   // General and picture fields of other programs lead into the memo file too, and we follow none
   // of them: with such fields every block stays where it is.
   const bool has_foreign_blocks = std::any_of(layout.fields.begin(), layout.fields.end(),
@@ -195,11 +201,11 @@ Status Table::PackInto(const std::string& new_data, const std::string& new_index
     if (f.is_memo()) memo_fields.push_back(&f);
   }
 
-  PV_ASSIGN_OR_RETURN(auto data, open_empty(new_data));
+  PV_ASSIGN_OR_RETURN(auto data, OpenEmpty(files, new_data));
   std::unique_ptr<platform::File> memo_raw;
   std::unique_ptr<MemoFile> memo;
   if (move_memos) {
-    PV_ASSIGN_OR_RETURN(memo_raw, open_empty(new_memo));
+    PV_ASSIGN_OR_RETURN(memo_raw, OpenEmpty(files, new_memo));
     PV_RETURN_IF_ERROR(
         MemoFile::Create(memo_raw.get(), static_cast<std::uint16_t>(memo_->block_size())));
     PV_ASSIGN_OR_RETURN(memo, MemoFile::Open(memo_raw.get()));
@@ -218,6 +224,7 @@ Status Table::PackInto(const std::string& new_data, const std::string& new_index
   out.reserve(in.size() + 1);
   std::uint64_t out_offset = header.size();
   std::uint32_t live = 0;
+  TagEntries entries(files, SortPath(), tags_, count_);
   for (std::uint32_t first = 1; first <= count_;) {
     const std::uint32_t n = std::min(per_block, count_ - first + 1);
     PV_RETURN_IF_ERROR(ReadRecords(data_.get(), first, n, in.data()));
@@ -246,27 +253,35 @@ Status Table::PackInto(const std::string& new_data, const std::string& new_index
         }
       }
       out.insert(out.end(), record, record + length);
-      ++live;
+      PV_RETURN_IF_ERROR(entries.Add(record, ++live));
     }
     if (!out.empty()) PV_RETURN_IF_ERROR(data->Write(out_offset, out.data(), out.size()));
+    if (out_offset / kSyncedAtATime != (out_offset + out.size()) / kSyncedAtATime) {
+      data->StartSync();
+    }
     out_offset += out.size();
     first += n;
   }
   PV_RETURN_IF_ERROR(data->Write(out_offset, &kEndOfFileMark, 1));
   StoreLe32(header.data() + kHeaderCountOffset, live);
   PV_RETURN_IF_ERROR(data->Write(0, header.data(), header.size()));
-  PV_RETURN_IF_ERROR(data->Sync());
-  if (memo_raw) PV_RETURN_IF_ERROR(memo_raw->Sync());
+  data->StartSync();
+  if (memo_raw) memo_raw->StartSync();
 
-  if (!index_) return {};
-  PV_ASSIGN_OR_RETURN(auto index_raw, open_empty(new_index));
+  if (index_) PV_RETURN_IF_ERROR(BuildPackedIndex(new_index, &entries));
+  PV_RETURN_IF_ERROR(data->Sync());
+  return memo_raw ? memo_raw->Sync() : Status();
+}
+
+Status Table::BuildPackedIndex(const std::string& new_index, TagEntries* entries) {
+  PV_ASSIGN_OR_RETURN(auto index_raw, OpenEmpty(session_->files(), new_index));
   std::vector<TagDefinition> definitions;
   for (const TagState& t : tags_) definitions.push_back(t.tag->definition());
   PV_RETURN_IF_ERROR(IndexFile::Create(index_raw.get(), definitions));
   PV_ASSIGN_OR_RETURN(auto index, IndexFile::Open(index_raw.get()));
   PV_RETURN_IF_ERROR(index->BeginChange());
   std::uint64_t duplicates = 0;
-  PV_RETURN_IF_ERROR(RebuildTags(index.get(), tags_, data.get(), live, &duplicates));
+  PV_RETURN_IF_ERROR(entries->BuildInto(index.get(), &duplicates));
   PV_RETURN_IF_ERROR(index->EndChange());
   if (duplicates != 0) {
     return {StatusCode::kDuplicate,

@@ -4,13 +4,12 @@
 #include <cstring>
 
 #include "tablestore/engine/error_codes.h"
-#include "tablestore/engine/key_sorter.h"
 #include "tablestore/engine/table.h"
+#include "tablestore/engine/tag_entries.h"
 
 namespace pv::engine {
 namespace {
 
-constexpr std::size_t kSortMemory = std::size_t{256} << 20;
 constexpr std::size_t kScanBlock = std::size_t{256} << 10;
 
 }  // namespace
@@ -84,50 +83,20 @@ Status Table::RecoverIfMarked(bool append_lock_held, platform::RangeLock* lock) 
 
 Status Table::RebuildTags(IndexFile* index, const std::vector<TagState>& tags, platform::File* data,
                           std::uint32_t records, std::uint64_t* duplicates) {
-  PV_RETURN_IF_ERROR(index->BeginRebuild());
   const std::uint32_t length = header_.layout.record_length;
   const std::uint32_t per_block =
       static_cast<std::uint32_t>(std::max<std::size_t>(1, kScanBlock / length));
   std::vector<std::uint8_t> block(std::size_t{per_block} * length);
-  std::array<std::uint8_t, kMaxKeyLength + 1> key;
-  for (std::size_t t = 0; t < tags.size(); ++t) {
-    const TagState& state = tags[t];
-    const TagDefinition& definition = state.tag->definition();
-    KeySorter sorter(session_->files(), CompanionPath(".cdx.sort"), definition.key_length,
-                     kSortMemory);
-    sorter.Expect(records);
-    for (std::uint32_t first = 1; first <= records;) {
-      const std::uint32_t n = std::min(per_block, records - first + 1);
-      PV_RETURN_IF_ERROR(ReadRecords(data, first, n, block.data()));
-      for (std::uint32_t i = 0; i < n; ++i) {
-        const std::uint8_t* record = block.data() + std::size_t{i} * length;
-        if (state.filter) {
-          PV_ASSIGN_OR_RETURN(const bool admitted,
-                              state.filter->EvaluateLogical(record, first + i));
-          if (!admitted) continue;
-        }
-        PV_RETURN_IF_ERROR(state.keys->MakeKey(record, first + i, key.data()));
-        PV_RETURN_IF_ERROR(sorter.Add(key.data(), first + i));
-      }
-      first += n;
+  TagEntries entries(session_->files(), SortPath(), tags, records);
+  for (std::uint32_t first = 1; first <= records;) {
+    const std::uint32_t n = std::min(per_block, records - first + 1);
+    PV_RETURN_IF_ERROR(ReadRecords(data, first, n, block.data()));
+    for (std::uint32_t i = 0; i < n; ++i) {
+      PV_RETURN_IF_ERROR(entries.Add(block.data() + std::size_t{i} * length, first + i));
     }
-    index->tags()[t]->SetFillByte(state.keys->fill_byte());
-    PV_ASSIGN_OR_RETURN(auto builder, index->BuildTag(t));
-    const bool unique = definition.unique || definition.candidate;
-    std::vector<std::uint8_t> last;
-    PV_RETURN_IF_ERROR(sorter.Sort([&](const std::uint8_t* k, std::uint32_t record) -> Status {
-      if (unique) {
-        if (!last.empty() && std::memcmp(last.data(), k, last.size()) == 0) {
-          ++*duplicates;
-          return {};
-        }
-        last.assign(k, k + definition.key_length);
-      }
-      return builder->Add(k, record);
-    }));
-    PV_RETURN_IF_ERROR(builder->Finish());
+    first += n;
   }
-  return index->FinishRebuild();
+  return entries.BuildInto(index, duplicates);
 }
 
 // Finds or makes room for the journal in the index; inside a bracket.
@@ -143,6 +112,7 @@ Status Table::EnsureJournal(std::size_t size, std::uint64_t* offset) {
 }
 
 std::int32_t Table::Reindex() {
+  EndWalk();
   if (!index_) return kSuccess;
   if (!exclusive()) {
     return session_->Fail(
@@ -178,16 +148,23 @@ std::int32_t Table::BulkStart() {
   if (!s.ok()) return session_->Fail(s);
   dirty_ = true;
   bulk_ = true;
+  if (index_ && count_ == 0) {
+    bulk_entries_ = std::make_unique<TagEntries>(session_->files(), SortPath(), tags_, 0);
+  }
   return kSuccess;
 }
 
 std::int32_t Table::BulkEnd() {
   if (!bulk_) return kSuccess;
   bulk_ = false;
+  EndWalk();
   position_valid_ = false;
   if (!index_) return kSuccess;
   std::uint64_t duplicates = 0;
-  Status s = RebuildTags(index_.get(), tags_, data_.get(), count_, &duplicates);
+  const std::unique_ptr<TagEntries> entries = std::move(bulk_entries_);
+  Status s = entries != nullptr && entries->records() == count_
+                 ? entries->BuildInto(index_.get(), &duplicates)
+                 : RebuildTags(index_.get(), tags_, data_.get(), count_, &duplicates);
   if (s.ok()) s = index_->EndChange();
   if (!s.ok()) {
     index_->AbandonChange();

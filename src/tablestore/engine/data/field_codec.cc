@@ -6,6 +6,7 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "base/bytes.h"
@@ -332,8 +333,8 @@ bool EncodeText(const FieldLayout& f, std::string_view text, const CodePage& pag
     case FieldLetter::kGeneral:
     case FieldLetter::kPicture: {
       const std::size_t n = std::min<std::size_t>(text.size(), f.length);
-      std::copy_n(text.begin(), n, p);
-      std::fill(p + n, p + f.length, std::uint8_t{' '});
+      if (n > 0) std::memcpy(p, text.data(), n);
+      std::memset(p + n, ' ', f.length - n);
       return true;
     }
     case FieldLetter::kUnicode:

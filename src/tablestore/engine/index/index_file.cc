@@ -149,6 +149,8 @@ class IndexFileImpl final : public IndexFile {
     store_.AbandonChange();
   }
   Status Refresh() override { return store_.Refresh(); }
+  std::uint64_t epoch() const override { return store_.epoch(); }
+  bool HasMoved() override { return store_.CounterMoved(); }
   Status BeginRebuild() override;
   Result<std::unique_ptr<TagBuilder>> BuildTag(std::size_t tag) override;
   Status FinishRebuild() override;

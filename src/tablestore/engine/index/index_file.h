@@ -105,6 +105,13 @@ class Tag {
   // taking the lock.
   virtual bool StepNeedsLock(const TagPosition& position, bool forward) = 0;
 
+  // Lists the record numbers of the entries that a walk from `position` will come to, up to `count`
+  // and the rest of the leaf that the last of them is in; `end` is then the last one's position.
+  // A position that went stale, and damage on the way, leave an empty or a shorter list: the walk
+  // itself will say what is wrong.
+  virtual Status ListAhead(const TagPosition& position, bool forward, std::size_t count,
+                           std::vector<std::uint32_t>* records, TagPosition* end) = 0;
+
   // Goes to the first entry, in the tag's direction, whose key is not before `key`, comparing
   // the first `length` bytes of the stored keys with it (length <= key length); past-last when
   // there is none. `equal` says whether those bytes are equal. In a descending tag "not before"
@@ -172,6 +179,10 @@ class IndexFile {
 
   // Drops cached pages when others have changed the file. Call after taking the lock.
   virtual Status Refresh() = 0;
+
+  // Moves when a Refresh finds that others have changed the file; true when one would.
+  virtual std::uint64_t epoch() const = 0;
+  virtual bool HasMoved() = 0;
 
   // Inside a bracket: empties every tag (pages go back or are reused) and hands out one builder
   // at a time. After all tags are built the file is cut to its used length.

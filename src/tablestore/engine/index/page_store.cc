@@ -65,9 +65,10 @@ bool PageStore::CounterMoved() {
   return !got.ok() || *got != sizeof bytes || LoadBe32(bytes) != counter_;
 }
 
-Status PageStore::ReadPage(std::string_view tag, std::uint32_t offset, std::uint8_t* out) {
+Status PageStore::ReadPageBy(Reader reader, std::string_view tag, std::uint32_t offset,
+                             std::uint8_t* out) {
   if (!IsPageOffset(offset)) return Damaged(tag, offset, "a page cannot begin there");
-  const auto got = file_->Read(offset, out, kPageSize);
+  const auto got = (file_->*reader)(offset, out, kPageSize);
   if (!got.ok()) return got.status();
   if (*got != kPageSize) return Damaged(tag, offset, "the page lies beyond the end of the file");
   return {};

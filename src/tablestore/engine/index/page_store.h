@@ -35,7 +35,13 @@ class PageStore {
   bool CounterMoved();
 
   // Reads one whole page into 512 bytes; a page outside the file is damage.
-  Status ReadPage(std::string_view tag, std::uint32_t offset, std::uint8_t* out);
+  Status ReadPage(std::string_view tag, std::uint32_t offset, std::uint8_t* out) {
+    return ReadPageBy(&platform::File::Read, tag, offset, out);
+  }
+  // The same for a page that a walk passes.
+  Status ReadPageOnce(std::string_view tag, std::uint32_t offset, std::uint8_t* out) {
+    return ReadPageBy(&platform::File::ReadOnce, tag, offset, out);
+  }
 
   // Inside a bracket only.
   Status Write(std::uint64_t offset, const void* data, std::size_t size) {
@@ -70,7 +76,10 @@ class PageStore {
   platform::File* file() { return file_; }
 
  private:
+  using Reader = Result<std::size_t> (platform::File::*)(std::uint64_t, void*, std::size_t);
+
   Status ReadHeader(bool* marked);
+  Status ReadPageBy(Reader reader, std::string_view tag, std::uint32_t offset, std::uint8_t* out);
 
   platform::File* file_;
   bool loaded_ = false;

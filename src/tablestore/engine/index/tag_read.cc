@@ -268,7 +268,7 @@ Status TagTree::CrossRight(TagPosition* p) {
       return {};
     }
     p->version_ = 0;
-    PV_RETURN_IF_ERROR(store_->ReadPage(definition_.name, right, p->page_.data()));
+    PV_RETURN_IF_ERROR(store_->ReadPageOnce(definition_.name, right, p->page_.data()));
     LeafHead head;
     PV_RETURN_IF_ERROR(LoadLeaf(p, right, &head));
     if (head.left != from) return Damaged(right, "its left neighbour is not the page before it");
@@ -293,7 +293,7 @@ Status TagTree::CrossLeft(TagPosition* p) {
       return {};
     }
     p->version_ = 0;
-    PV_RETURN_IF_ERROR(store_->ReadPage(definition_.name, left, p->page_.data()));
+    PV_RETURN_IF_ERROR(store_->ReadPageOnce(definition_.name, left, p->page_.data()));
     LeafHead head;
     PV_RETURN_IF_ERROR(LoadLeaf(p, left, &head));
     if (head.right != from) return Damaged(left, "its right neighbour is not the page after it");
@@ -500,6 +500,47 @@ bool TagTree::StepNeedsLock(const TagPosition& position, bool forward) {
     if ((up ? RightOf(page) : LeftOf(page)) != kNoPage) return true;
   }
   return store_->CounterMoved();
+}
+
+Status TagTree::ListAhead(const TagPosition& position, bool forward, std::size_t count,
+                          std::vector<std::uint32_t>* records, TagPosition* end) {
+  PV_RETURN_IF_ERROR(Sync());
+  records->clear();
+  if (!position.on_entry() || position.version_ != version_) return {};
+  PV_ASSIGN_OR_RETURN(const std::uint64_t size, store_->Size());
+  const bool up = forward != definition_.descending;
+  PageBuffer page;
+  std::memcpy(page.bytes, position.page_.data(), kPageSize);
+  std::uint32_t offset = position.page_offset_;
+  std::uint32_t index = position.index_;
+  bool first = true;  // of the pages: there the position's own entry is left out
+  for (std::uint64_t pages = size / kPageSize; pages > 0; --pages) {
+    LeafHead head;
+    if (!IsLeaf(page.bytes) || ReadLeafHead(page.bytes, &head) != nullptr) break;
+    const std::size_t before = records->size();
+    const auto add = [&](std::uint32_t i) {
+      records->push_back(EntryAt(page.bytes, head.layout, key_length_, i).record);
+    };
+    if (up) {
+      for (index = first ? index + 1 : 0; index < head.count; ++index) add(index);
+    } else {
+      for (index = first ? index : head.count; index > 0; --index) add(index - 1);
+    }
+    first = false;
+    if (records->size() > before) {
+      std::memcpy(end->page_.data(), page.bytes, kPageSize);
+      end->page_offset_ = offset;
+    }
+    offset = up ? head.right : head.left;
+    if (records->size() >= count || offset == kNoPage) break;
+    if (!store_->ReadPageOnce(definition_.name, offset, page.bytes).ok()) break;
+  }
+  if (records->empty()) return {};
+  LeafHead head;
+  Status status = LoadLeaf(end, end->page_offset_, &head);
+  if (status.ok()) status = EnterLeaf(end, up, false);
+  if (!status.ok()) records->clear();
+  return {};
 }
 
 Status TagTree::Seek(const std::uint8_t* key, std::size_t length, TagPosition* position,

@@ -35,6 +35,8 @@ class TagTree final : public Tag {
   Status Next(TagPosition* position) override;
   Status Previous(TagPosition* position) override;
   bool StepNeedsLock(const TagPosition& position, bool forward) override;
+  Status ListAhead(const TagPosition& position, bool forward, std::size_t count,
+                   std::vector<std::uint32_t>* records, TagPosition* end) override;
   Status Seek(const std::uint8_t* key, std::size_t length, TagPosition* position,
               bool* equal) override;
   Status SeekEntry(const std::uint8_t* key, std::uint32_t record, TagPosition* position,
