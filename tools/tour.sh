@@ -94,7 +94,7 @@ PYTHON
   show source add shop 'Driver=SQLite3;Database=shop.db'
   show sql add debtors --source shop --table people --where 'balance < 0 and "first name" like M%'
   show sql show debtors
-  show find debtors City=Berlin --fields email,city
+  show find debtors --prefix mia --fields email,city
   show copy debtors 'debtors today'
   show delete debtors --yes
   show source delete shop --yes
