@@ -107,8 +107,8 @@ class Tag {
 
   // Lists the record numbers of the entries that a walk from `position` will come to, up to `count`
   // and the rest of the leaf that the last of them is in; `end` is then the last one's position.
-  // A position that went stale, and damage on the way, leave an empty or a shorter list: the walk
-  // itself will say what is wrong.
+  // A position that went stale gives an empty list. Damage on the way, keys out of order among it,
+  // is an error, and the list is not to be used: the walk itself comes to it and says so.
   virtual Status ListAhead(const TagPosition& position, bool forward, std::size_t count,
                            std::vector<std::uint32_t>* records, TagPosition* end) = 0;
 

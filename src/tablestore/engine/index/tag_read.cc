@@ -507,40 +507,20 @@ Status TagTree::ListAhead(const TagPosition& position, bool forward, std::size_t
   PV_RETURN_IF_ERROR(Sync());
   records->clear();
   if (!position.on_entry() || position.version_ != version_) return {};
-  PV_ASSIGN_OR_RETURN(const std::uint64_t size, store_->Size());
   const bool up = forward != definition_.descending;
-  PageBuffer page;
-  std::memcpy(page.bytes, position.page_.data(), kPageSize);
-  std::uint32_t offset = position.page_offset_;
-  std::uint32_t index = position.index_;
-  bool first = true;  // of the pages: there the position's own entry is left out
-  for (std::uint64_t pages = size / kPageSize; pages > 0; --pages) {
-    LeafHead head;
-    if (!IsLeaf(page.bytes) || ReadLeafHead(page.bytes, &head) != nullptr) break;
-    const std::size_t before = records->size();
-    const auto add = [&](std::uint32_t i) {
-      records->push_back(EntryAt(page.bytes, head.layout, key_length_, i).record);
-    };
-    if (up) {
-      for (index = first ? index + 1 : 0; index < head.count; ++index) add(index);
+  *end = position;
+  for (;;) {
+    if (up ? end->index_ + 1 < end->count_ : end->index_ > 0) {
+      PV_RETURN_IF_ERROR(up ? StepForward(end) : StepBackward(end));
     } else {
-      for (index = first ? index : head.count; index > 0; --index) add(index - 1);
+      if (records->size() >= count) return {};
+      TagPosition beyond = *end;
+      PV_RETURN_IF_ERROR(up ? CrossRight(&beyond) : CrossLeft(&beyond));
+      if (!beyond.on_entry()) return {};
+      *end = beyond;
     }
-    first = false;
-    if (records->size() > before) {
-      std::memcpy(end->page_.data(), page.bytes, kPageSize);
-      end->page_offset_ = offset;
-    }
-    offset = up ? head.right : head.left;
-    if (records->size() >= count || offset == kNoPage) break;
-    if (!store_->ReadPageOnce(definition_.name, offset, page.bytes).ok()) break;
+    records->push_back(end->record());
   }
-  if (records->empty()) return {};
-  LeafHead head;
-  Status status = LoadLeaf(end, end->page_offset_, &head);
-  if (status.ok()) status = EnterLeaf(end, up, false);
-  if (!status.ok()) records->clear();
-  return {};
 }
 
 Status TagTree::Seek(const std::uint8_t* key, std::size_t length, TagPosition* position,
