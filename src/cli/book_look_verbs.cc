@@ -167,39 +167,39 @@ ExitCode Lists(const CommonOptions& common, const LookArguments& arguments) {
   return kDone;
 }
 
-void AddLookOptions(CLI::App* verb, CommonOptions* common, LookArguments* arguments) {
-  verb->add_option("GROUP", arguments->group, "A group that is an address book")->type_name("");
-  verb->add_option("--format", arguments->format, "Instead of a group: the format's code")
-      ->type_name("CODE")
-      ->excludes("GROUP");
-  verb->add_option("--location", arguments->location,
-                   "and the address book: a file, its folder, or an LDAP address")
-      ->type_name("PLACE")
-      ->excludes("GROUP");
+void AddLookOptions(Verb verb, CommonOptions* common, LookArguments* arguments) {
+  verb.AddOption("GROUP", &arguments->group, "A group that is an address book");
+  verb.AddOption("--format", &arguments->format, "Instead of a group: the format's code")
+      .TypeName("CODE")
+      .Excludes("GROUP");
+  verb.AddOption("--location", &arguments->location,
+                 "and the address book: a file, its folder, or an LDAP address")
+      .TypeName("PLACE")
+      .Excludes("GROUP");
   AddListFormOptions(verb, common);
 }
 
 }  // namespace
 
-void AddBookLookVerbs(CLI::App* books, CommonOptions* common, Action* action) {
-  CLI::App* formats = AddVerb(books, common, "formats",
-                              "List the formats of address books, and why some cannot be read here",
-                              {"book formats"});
+void AddBookLookVerbs(Verb books, CommonOptions* common) {
+  const Verb formats = AddVerb(
+      books, common, "formats",
+      "List the formats of address books, and why some cannot be read here", {"book formats"});
   AddListFormOptions(formats, common);
-  formats->callback([=] { *action = [=] { return Formats(*common); }; });
+  formats.Runs([=] { return Formats(*common); });
 
   auto folder = std::make_shared<std::string>();
-  CLI::App* scan = AddVerb(
+  const Verb scan = AddVerb(
       books, common, "scan",
       "Look for address books in the usual places of your home folder, and tell what is in them.\n"
       "Exits with 1 when there are none.",
       {"book scan", "book scan /mnt/old-disk/home/ann"});
-  scan->add_option("FOLDER", *folder, "Another folder to take for the home folder")->type_name("");
+  scan.AddOption("FOLDER", folder.get(), "Another folder to take for the home folder");
   AddListFormOptions(scan, common);
-  scan->callback([=] { *action = [=] { return Scan(*common, *folder); }; });
+  scan.Runs([=] { return Scan(*common, *folder); });
 
   auto arguments = std::make_shared<LookArguments>();
-  CLI::App* fields = AddVerb(
+  const Verb fields = AddVerb(
       books, common, "fields",
       "List what the contacts of an address book hold: field, name, property, and how many\n"
       "contacts have it. A group's columns are the properties of the first 21 contacts; others "
@@ -207,15 +207,15 @@ void AddBookLookVerbs(CLI::App* books, CommonOptions* common, Action* action) {
       "marked.",
       {"book fields --format MAB --location abook.mab", "book fields Friends"});
   AddLookOptions(fields, common, arguments.get());
-  fields->callback([=] { *action = [=] { return Fields(*common, *arguments); }; });
+  fields.Runs([=] { return Fields(*common, *arguments); });
 
-  CLI::App* lists = AddVerb(
+  const Verb lists = AddVerb(
       books, common, "lists",
       "List the categories and distribution lists of an address book, with the number of contacts\n"
       "in each",
       {"book lists --format MAB --location abook.mab", "book lists Friends"});
   AddLookOptions(lists, common, arguments.get());
-  lists->callback([=] { *action = [=] { return Lists(*common, *arguments); }; });
+  lists.Runs([=] { return Lists(*common, *arguments); });
 }
 
 }  // namespace pv::cli

@@ -175,41 +175,39 @@ ExitCode Delete(const CommonOptions& common, const std::string& group) {
   return kDone;
 }
 
-void AddSettingsOptions(CLI::App* verb, BookArguments* arguments, bool required) {
-  verb->add_option("--format", arguments->format, "The format's code, as book formats lists them")
-      ->required(required)
-      ->type_name("CODE");
-  verb->add_option("--location", arguments->location,
-                   "The address book: a file, its folder, or an LDAP address")
-      ->required(required)
-      ->type_name("PLACE");
-  verb->add_option("--category", arguments->categories,
-                   "Only contacts of this category; may be given several times")
-      ->type_name("NAME")
-      ->expected(1)
-      ->take_all();
-  verb->add_option("--list", arguments->lists,
-                   "Only members of this distribution list; may be given several times")
-      ->type_name("NAME")
-      ->expected(1)
-      ->take_all();
-  verb->add_flag("--unchecked", arguments->unchecked,
-                 "Save it even if the address book cannot be read now");
+void AddSettingsOptions(Verb verb, BookArguments* arguments, bool required) {
+  verb.AddOption("--format", &arguments->format, "The format's code, as book formats lists them")
+      .Required(required)
+      .TypeName("CODE");
+  verb.AddOption("--location", &arguments->location,
+                 "The address book: a file, its folder, or an LDAP address")
+      .Required(required)
+      .TypeName("PLACE");
+  verb.AddOption("--category", &arguments->categories,
+                 "Only contacts of this category; may be given several times")
+      .TypeName("NAME")
+      .Repeats();
+  verb.AddOption("--list", &arguments->lists,
+                 "Only members of this distribution list; may be given several times")
+      .TypeName("NAME")
+      .Repeats();
+  verb.AddFlag("--unchecked", &arguments->unchecked,
+               "Save it even if the address book cannot be read now");
 }
 
 }  // namespace
 
-void AddBookVerbs(CLI::App* app, CommonOptions* common, Action* action) {
-  CLI::App* books = app->add_subcommand(
+void AddBookVerbs(Verb app, CommonOptions* common) {
+  const Verb books = app.AddVerb(
       "book",
       "Groups that are address books of other programs: look for them, add and change them");
-  books->require_subcommand(1);
-  books->footer(
+  books.NeedsVerb();
+  books.Footer(
       "Example:\n  pvgroup book add Friends --format MAB --location ~/.thunderbird/x/abook.mab");
-  AddBookLookVerbs(books, common, action);
+  AddBookLookVerbs(books, common);
 
   auto add_arguments = std::make_shared<BookArguments>();
-  CLI::App* add = AddVerb(
+  const Verb add = AddVerb(
       books, common, "add",
       "Make a group of an address book, which is read in place, and print the group's ID.\n\n"
       "Without --category and --list the group has all contacts; with them those that have one of\n"
@@ -218,50 +216,50 @@ void AddBookVerbs(CLI::App* app, CommonOptions* common, Action* action) {
       "changed.",
       {"book add Friends --format MAB --location ~/.thunderbird/x/abook.mab",
        "book add Team --format LDIF --location people.ldif --list Team --list Staff"});
-  add->add_option("NAME", add_arguments->group, "The new group's name")->required()->type_name("");
+  add.AddOption("NAME", &add_arguments->group, "The new group's name").Required();
   AddSettingsOptions(add, add_arguments.get(), true);
-  add->callback([=] { *action = [=] { return Add(*add_arguments); }; });
+  add.Runs([=] { return Add(*add_arguments); });
 
-  CLI::App* list = AddVerb(books, common, "list", "List the groups that are address books",
-                           {"book list", "book list --json"});
+  const Verb list = AddVerb(books, common, "list", "List the groups that are address books",
+                            {"book list", "book list --json"});
   AddListFormOptions(list, common);
-  list->callback([=] { *action = [=] { return List(*common); }; });
+  list.Runs([=] { return List(*common); });
 
   auto group = std::make_shared<std::string>();
-  const auto group_argument = [](CLI::App* verb, std::string* to) {
-    verb->add_option("GROUP", *to, "The group")->required()->type_name("");
+  const auto group_argument = [](Verb verb, std::string* to) {
+    verb.AddOption("GROUP", to, "The group").Required();
   };
-  CLI::App* show = AddVerb(
+  const Verb show = AddVerb(
       books, common, "show",
       "Tell what a group reads, and how many contacts that are now. Exits with 1 when the address\n"
       "book cannot be read.",
       {"book show Friends"});
   group_argument(show, group.get());
-  show->add_flag("--json", common->json, "Print JSON");
-  show->callback([=] { *action = [=] { return Show(*common, *group); }; });
+  show.AddFlag("--json", &common->json, "Print JSON");
+  show.Runs([=] { return Show(*common, *group); });
 
   auto edit_arguments = std::make_shared<BookArguments>();
-  CLI::App* edit =
+  const Verb edit =
       AddVerb(books, common, "edit",
               "Change what a group reads. Names that are given replace those there are.",
               {"book edit Friends --category Work --category Family",
                "book edit Friends --all-categories --location /srv/books/abook.mab"});
   group_argument(edit, &edit_arguments->group);
   AddSettingsOptions(edit, edit_arguments.get(), false);
-  edit->add_flag("--all-categories", edit_arguments->no_categories, "Choose no categories")
-      ->excludes("--category");
-  edit->add_flag("--all-lists", edit_arguments->no_lists, "Choose no distribution lists")
-      ->excludes("--list");
-  edit->callback([=] { *action = [=] { return Edit(*edit_arguments); }; });
+  edit.AddFlag("--all-categories", &edit_arguments->no_categories, "Choose no categories")
+      .Excludes("--category");
+  edit.AddFlag("--all-lists", &edit_arguments->no_lists, "Choose no distribution lists")
+      .Excludes("--list");
+  edit.Runs([=] { return Edit(*edit_arguments); });
 
-  CLI::App* remove = AddVerb(
+  const Verb remove = AddVerb(
       books, common, "delete",
       "Delete a group and what it keeps of its address book, which itself stays as it is. Asks\n"
       "first, unless --yes is given.",
       {"book delete Friends --yes"});
   group_argument(remove, group.get());
   AddYesOption(remove, common);
-  remove->callback([=] { *action = [=] { return Delete(*common, *group); }; });
+  remove.Runs([=] { return Delete(*common, *group); });
 }
 
 }  // namespace pv::cli

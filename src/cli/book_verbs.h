@@ -7,7 +7,7 @@
 namespace pv::cli {
 
 // Those that look into address books, saved or not: formats, scan, fields, lists.
-void AddBookLookVerbs(CLI::App* books, CommonOptions* common, Action* action);
+void AddBookLookVerbs(Verb books, CommonOptions* common);
 
 }  // namespace pv::cli
 

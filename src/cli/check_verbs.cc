@@ -30,24 +30,24 @@ ExitCode Verify(const CommonOptions& common, const std::string& group) {
 
 }  // namespace
 
-void AddCheckVerbs(CLI::App* app, CommonOptions* common, Action* action) {
+void AddCheckVerbs(Verb app, CommonOptions* common) {
   auto group = std::make_shared<std::string>();
-  CLI::App* info = AddVerb(app, common, "info", "Tell what a group is made of: files, fields, tags",
-                           {"info customers"});
-  info->add_option("GROUP", *group, "The group")->required()->type_name("");
-  info->add_flag("--json", common->json, "Print JSON");
-  info->callback([=] { *action = [=] { return Info(*common, *group); }; });
+  const Verb info = AddVerb(
+      app, common, "info", "Tell what a group is made of: files, fields, tags", {"info customers"});
+  info.AddOption("GROUP", group.get(), "The group").Required();
+  info.AddFlag("--json", &common->json, "Print JSON");
+  info.Runs([=] { return Info(*common, *group); });
 
-  CLI::App* verify = AddVerb(
+  const Verb verify = AddVerb(
       app, common, "verify",
       "Check a group and name each fault.\n\n"
       "The record count is held against the file, each tag must have every live record once, in\n"
       "the order of its keys, and every memo must be whole. Exits with 1 when there is a fault,\n"
       "with 5 when the group is too damaged to be opened.",
       {"verify customers"});
-  verify->add_option("GROUP", *group, "The group")->required()->type_name("");
-  verify->add_flag("--json", common->json, "Print JSON");
-  verify->callback([=] { *action = [=] { return Verify(*common, *group); }; });
+  verify.AddOption("GROUP", group.get(), "The group").Required();
+  verify.AddFlag("--json", &common->json, "Print JSON");
+  verify.Runs([=] { return Verify(*common, *group); });
 }
 
 }  // namespace pv::cli

@@ -314,9 +314,9 @@ ExitCode Copy(const CommonOptions& common, CopyArguments arguments) {
 
 }  // namespace
 
-void AddCopyVerb(CLI::App* app, CommonOptions* common, Action* action) {
+void AddCopyVerb(Verb app, CommonOptions* common) {
   auto arguments = std::make_shared<CopyArguments>();
-  CLI::App* verb = AddVerb(
+  const Verb verb = AddVerb(
       app, common, "copy",
       "Copy the recipients of one group into another, whatever their kinds.\n\n"
       "A group TO that is not there is made: in a table of a database with --source and --table\n"
@@ -326,33 +326,30 @@ void AddCopyVerb(CLI::App* app, CommonOptions* common, Action* action) {
       "are rejected, with their reasons.",
       {"copy customers archive", "copy customers crm --source shop --table customers",
        "copy crm customers --on-duplicate update"});
-  verb->add_option("FROM", arguments->from, "The group to read")->required()->type_name("");
-  verb->add_option("TO", arguments->to, "The group to put its recipients into")
-      ->required()
-      ->type_name("");
-  verb->add_option("--source", arguments->source,
-                   "For a new group: a saved data source, or a connection string")
-      ->type_name("SOURCE");
-  verb->add_option("--table", arguments->table, "For a new group: the database's table")
-      ->type_name("TABLE");
-  verb->add_option("--map", arguments->mappings,
-                   "COLUMN=FIELD puts a field of FROM into another; for a new group "
-                   "COLUMN=FIELD:TYPE sets the type; COLUMN= leaves it out")
-      ->type_name("COLUMN=FIELD")
-      ->expected(1)
-      ->take_all();
-  verb->add_option("--on-duplicate", arguments->on_duplicate,
-                   "What to do with a row whose address is there: skip (default), update, reject")
-      ->check(CLI::IsMember({"skip", "update", "reject"}).description(""))
-      ->type_name("ACTION");
-  verb->add_flag("--dry-run", arguments->options.dry_run, "Do the same work, but write nothing");
-  verb->add_option("--rejects", arguments->options.rejects, "File for the rejected rows")
-      ->type_name("FILE");
-  verb->add_option("--folder", arguments->options.folder, "Folder for a new group's files")
-      ->type_name("FOLDER");
-  verb->add_flag("--json", common->json, "Print the account as JSON");
+  verb.AddOption("FROM", &arguments->from, "The group to read").Required();
+  verb.AddOption("TO", &arguments->to, "The group to put its recipients into").Required();
+  verb.AddOption("--source", &arguments->source,
+                 "For a new group: a saved data source, or a connection string")
+      .TypeName("SOURCE");
+  verb.AddOption("--table", &arguments->table, "For a new group: the database's table")
+      .TypeName("TABLE");
+  verb.AddOption("--map", &arguments->mappings,
+                 "COLUMN=FIELD puts a field of FROM into another; for a new group "
+                 "COLUMN=FIELD:TYPE sets the type; COLUMN= leaves it out")
+      .TypeName("COLUMN=FIELD")
+      .Repeats();
+  verb.AddOption("--on-duplicate", &arguments->on_duplicate,
+                 "What to do with a row whose address is there: skip (default), update, reject")
+      .OneOf({"skip", "update", "reject"})
+      .TypeName("ACTION");
+  verb.AddFlag("--dry-run", &arguments->options.dry_run, "Do the same work, but write nothing");
+  verb.AddOption("--rejects", &arguments->options.rejects, "File for the rejected rows")
+      .TypeName("FILE");
+  verb.AddOption("--folder", &arguments->options.folder, "Folder for a new group's files")
+      .TypeName("FOLDER");
+  verb.AddFlag("--json", &common->json, "Print the account as JSON");
   AddYesOption(verb, common);
-  verb->callback([=] { *action = [=] { return Copy(*common, *arguments); }; });
+  verb.Runs([=] { return Copy(*common, *arguments); });
 }
 
 }  // namespace pv::cli

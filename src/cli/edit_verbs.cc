@@ -157,13 +157,13 @@ ExitCode Remove(const EditArguments& arguments) {
 
 }  // namespace
 
-void AddEditVerbs(CLI::App* app, CommonOptions* common, Action* action) {
+void AddEditVerbs(Verb app, CommonOptions* common) {
   auto arguments = std::make_shared<EditArguments>();
-  const auto group_argument = [arguments](CLI::App* verb) {
-    verb->add_option("GROUP", arguments->group, "The group")->required()->type_name("");
+  const auto group_argument = [arguments](Verb verb) {
+    verb.AddOption("GROUP", &arguments->group, "The group").Required();
   };
 
-  CLI::App* add = AddVerb(
+  const Verb add = AddVerb(
       app, common, "add",
       "Add a recipient. The first value may be the address alone. Dates are written 2024-02-29,\n"
       "numbers with a point, logical values yes or no. A value that does not fit its field is\n"
@@ -171,27 +171,25 @@ void AddEditVerbs(CLI::App* app, CommonOptions* common, Action* action) {
       {"add customers ann@example.org First=Ann Joined=2026-11-21",
        "add customers Email=bob@example.org City=Zürich"});
   group_argument(add);
-  add->add_option("VALUE", arguments->values, "FIELD=VALUE, or the address")
-      ->required()
-      ->type_name("");
-  add->callback([=] { *action = [=] { return Add(*arguments); }; });
+  add.AddOption("VALUE", &arguments->values, "FIELD=VALUE, or the address").Required();
+  add.Runs([=] { return Add(*arguments); });
 
-  CLI::App* set =
+  const Verb set =
       AddVerb(app, common, "set", "Change fields of a recipient. An empty value empties the field.",
               {"set customers ann@example.org City=Köln Balance=12.50",
                "set customers ann@example.org Email=ann@example.net"});
   group_argument(set);
-  set->add_option("ADDRESS", arguments->address, "The recipient")->required()->type_name("");
-  set->add_option("VALUE", arguments->values, "FIELD=VALUE")->required()->type_name("");
-  set->callback([=] { *action = [=] { return Set(*arguments); }; });
+  set.AddOption("ADDRESS", &arguments->address, "The recipient").Required();
+  set.AddOption("VALUE", &arguments->values, "FIELD=VALUE").Required();
+  set.Runs([=] { return Set(*arguments); });
 
-  CLI::App* remove = AddVerb(
+  const Verb remove = AddVerb(
       app, common, "remove",
       "Mark recipients deleted. Their records stay in the file until the group is compacted.",
       {"remove customers ann@example.org bob@example.org"});
   group_argument(remove);
-  remove->add_option("ADDRESS", arguments->values, "The recipients")->required()->type_name("");
-  remove->callback([=] { *action = [=] { return Remove(*arguments); }; });
+  remove.AddOption("ADDRESS", &arguments->values, "The recipients").Required();
+  remove.Runs([=] { return Remove(*arguments); });
 }
 
 }  // namespace pv::cli

@@ -46,9 +46,9 @@ ExitCode Export(const CommonOptions& common, const ExportArguments& arguments) {
 
 }  // namespace
 
-void AddExportVerb(CLI::App* app, CommonOptions* common, Action* action) {
+void AddExportVerb(Verb app, CommonOptions* common) {
   auto arguments = std::make_shared<ExportArguments>();
-  CLI::App* verb = AddVerb(
+  const Verb verb = AddVerb(
       app, common, "export",
       "Write a whole group, in the order of its file, as CSV, JSON or NDJSON in UTF-8.\n\n"
       "In CSV, text that a spreadsheet would run as a formula (it begins with = + - @, a tab or a\n"
@@ -56,18 +56,17 @@ void AddExportVerb(CLI::App* app, CommonOptions* common, Action* action) {
       "are. An export with --raw can be imported again without a difference. A file appears whole\n"
       "or not at all.",
       {"export customers customers.csv", "export customers --format ndjson | head -n 3"});
-  verb->add_option("GROUP", arguments->group, "The group")->required()->type_name("");
-  verb->add_option("FILE", arguments->file, "The file to write; - or nothing: standard output")
-      ->type_name("");
-  verb->add_option("--format", arguments->format, "csv, json or ndjson (default csv)")
-      ->check(CLI::IsMember({"csv", "json", "ndjson"}).description(""))
-      ->type_name("FORMAT");
-  verb->add_option("--fields", arguments->fields, "Only these fields, in this order")
-      ->delimiter(',')
-      ->type_name("FIELD,...");
-  verb->add_flag("--raw", arguments->raw, "Leave formulas in CSV as they are");
+  verb.AddOption("GROUP", &arguments->group, "The group").Required();
+  verb.AddOption("FILE", &arguments->file, "The file to write; - or nothing: standard output");
+  verb.AddOption("--format", &arguments->format, "csv, json or ndjson (default csv)")
+      .OneOf({"csv", "json", "ndjson"})
+      .TypeName("FORMAT");
+  verb.AddOption("--fields", &arguments->fields, "Only these fields, in this order")
+      .SplitAt(',')
+      .TypeName("FIELD,...");
+  verb.AddFlag("--raw", &arguments->raw, "Leave formulas in CSV as they are");
   AddYesOption(verb, common);
-  verb->callback([=] { *action = [=] { return Export(*common, *arguments); }; });
+  verb.Runs([=] { return Export(*common, *arguments); });
 }
 
 }  // namespace pv::cli

@@ -158,13 +158,13 @@ ExitCode Count(const CommonOptions& common, const std::string& group, bool all) 
 
 }  // namespace
 
-void AddGroupVerbs(CLI::App* app, CommonOptions* common, Action* action) {
-  CLI::App* list = AddVerb(app, common, "list", "List the groups", {"list", "list --json"});
+void AddGroupVerbs(Verb app, CommonOptions* common) {
+  const Verb list = AddVerb(app, common, "list", "List the groups", {"list", "list --json"});
   AddListFormOptions(list, common);
-  list->callback([=] { *action = [=] { return List(*common); }; });
+  list.Runs([=] { return List(*common); });
 
   auto create = std::make_shared<CreateArguments>();
-  CLI::App* verb = AddVerb(
+  const Verb verb = AddVerb(
       app, common, "create",
       "Make an empty group and print its ID.\n\n"
       "Each FIELD is NAME:TYPE, NAME:TYPE(LENGTH) or NAME:TYPE(LENGTH,DECIMALS); a name has at\n"
@@ -177,51 +177,50 @@ void AddGroupVerbs(CLI::App* app, CommonOptions* common, Action* action) {
       "it has a tag of the same name, in which no address can be twice.",
       {"create customers First:text(40) Last:text(40) Joined:date 'Balance:number(10,2)'",
        "create vips --folder /srv/mailing"});
-  verb->add_option("NAME", create->name, "The new group's name")->required()->type_name("");
-  verb->add_option("FIELD", create->fields, "The fields")->type_name("");
-  verb->add_option("--folder", create->folder,
-                   "Folder for the group's files, if not the data folder")
-      ->type_name("FOLDER");
-  verb->callback([=] { *action = [=] { return Create(*create); }; });
+  verb.AddOption("NAME", &create->name, "The new group's name").Required();
+  verb.AddOption("FIELD", &create->fields, "The fields");
+  verb.AddOption("--folder", &create->folder,
+                 "Folder for the group's files, if not the data folder")
+      .TypeName("FOLDER");
+  verb.Runs([=] { return Create(*create); });
 
   auto names = std::make_shared<std::vector<std::string>>(2);
-  const auto group_argument = [names](CLI::App* to) {
-    to->add_option("GROUP", (*names)[0], "The group")->required()->type_name("");
+  const auto group_argument = [names](Verb to) {
+    to.AddOption("GROUP", &(*names)[0], "The group").Required();
   };
 
-  CLI::App* rename = AddVerb(app, common, "rename", "Give a group another name",
-                             {"rename customers 'Customers 2026'"});
+  const Verb rename = AddVerb(app, common, "rename", "Give a group another name",
+                              {"rename customers 'Customers 2026'"});
   group_argument(rename);
-  rename->add_option("NAME", (*names)[1], "The new name")->required()->type_name("");
-  rename->callback([=] {
-    *action = [=] {
-      Catalogue catalogue;
-      catalogue.Rename(catalogue.Get((*names)[0]), (*names)[1]);
-      return kDone;
-    };
+  rename.AddOption("NAME", &(*names)[1], "The new name").Required();
+  rename.Runs([=] {
+    Catalogue catalogue;
+    catalogue.Rename(catalogue.Get((*names)[0]), (*names)[1]);
+    return kDone;
   });
 
-  CLI::App* remove = AddVerb(app, common, "delete",
-                             "Delete a group and its files. Asks first, unless --yes is given.",
-                             {"delete customers --yes"});
+  const Verb remove = AddVerb(app, common, "delete",
+                              "Delete a group and its files. Asks first, unless --yes is given.",
+                              {"delete customers --yes"});
   group_argument(remove);
   AddYesOption(remove, common);
-  remove->callback([=] { *action = [=] { return Delete(*common, (*names)[0]); }; });
+  remove.Runs([=] { return Delete(*common, (*names)[0]); });
 
-  CLI::App* compact = AddVerb(app, common, "compact",
-                              "Remove deleted records and wasted memo space for good. Nobody else\n"
-                              "may have the group open.",
-                              {"compact customers"});
+  const Verb compact =
+      AddVerb(app, common, "compact",
+              "Remove deleted records and wasted memo space for good. Nobody else\n"
+              "may have the group open.",
+              {"compact customers"});
   group_argument(compact);
-  compact->callback([=] { *action = [=] { return Compact((*names)[0]); }; });
+  compact.Runs([=] { return Compact((*names)[0]); });
 
   auto all = std::make_shared<bool>(false);
-  CLI::App* count = AddVerb(app, common, "count", "Print the number of recipients of a group",
-                            {"count customers"});
+  const Verb count = AddVerb(app, common, "count", "Print the number of recipients of a group",
+                             {"count customers"});
   group_argument(count);
-  count->add_flag("--all", *all, "Count the records marked deleted too");
-  count->add_flag("--json", common->json, "Print JSON");
-  count->callback([=] { *action = [=] { return Count(*common, (*names)[0], *all); }; });
+  count.AddFlag("--all", all.get(), "Count the records marked deleted too");
+  count.AddFlag("--json", &common->json, "Print JSON");
+  count.Runs([=] { return Count(*common, (*names)[0], *all); });
 }
 
 }  // namespace pv::cli

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "cli/verb.h"
+
 namespace pv::cli {
 namespace {
 
@@ -19,16 +21,15 @@ TEST(Wrapped, BreaksBetweenWords) {
 TEST(HelpFormatter, ShowsPlainNamesAndSummaries) {
   CLI::App app("About.", "prog");
   app.formatter(std::make_shared<HelpFormatter>());
-  CLI::App* sub = app.add_subcommand("verb", "Do it well. And more of it.\n\nMuch more.");
+  Action action;
+  const Verb sub = Verb(&app, &action).AddVerb("verb", "Do it well. And more of it.\n\nMuch more.");
   std::string value;
-  sub->add_option("--mode,-m", value, "How")
-      ->check(CLI::IsMember({"a", "b"}).description(""))
-      ->type_name("a|b");
-  sub->add_option("THING", value, "What")->required()->type_name("");
+  sub.AddOption("--mode,-m", &value, "How").OneOf({"a", "b"}).TypeName("a|b");
+  sub.AddOption("THING", &value, "What").Required();
   const std::string help = app.help();
   EXPECT_NE(help.find("  verb                    Do it well\n"), std::string::npos) << help;
   EXPECT_EQ(help.find("And more"), std::string::npos);
-  const std::string inner = sub->help();
+  const std::string inner = app.get_subcommand("verb")->help();
   EXPECT_NE(inner.find("  -m, --mode a|b          How\n"), std::string::npos) << inner;
   EXPECT_NE(inner.find("  THING                   What\n"), std::string::npos) << inner;
 }

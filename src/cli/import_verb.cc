@@ -53,10 +53,10 @@ ExitCode Run(const CommonOptions& common, const ImportArguments& arguments) {
 
 }  // namespace
 
-void AddImportVerb(CLI::App* app, CommonOptions* common, Action* action) {
+void AddImportVerb(Verb app, CommonOptions* common) {
   auto arguments = std::make_shared<ImportArguments>();
   ImportOptions& options = arguments->options;
-  CLI::App* verb = AddVerb(
+  const Verb verb = AddVerb(
       app, common, "import",
       "Import a delimited file into a group, which is made when it is new.\n\n"
       "Delimiter, quotes, encoding and header row are found out and shown before anything is\n"
@@ -78,45 +78,41 @@ void AddImportVerb(CLI::App* app, CommonOptions* common, Action* action) {
        "import customers people.csv --map 'Zip code=ZIP:text(10)' --map 'Notes='",
        "import customers export.txt --delimiter tab --encoding cp850 --dry-run",
        "import customers - --on-duplicate update <people.csv"});
-  verb->add_option("GROUP", options.group, "The group")->required()->type_name("");
-  verb->add_option("FILE", options.file, "The file; - is standard input")
-      ->required()
-      ->type_name("");
-  verb->add_option("--delimiter", arguments->delimiter, "Character between columns, or \"tab\"")
-      ->type_name("C");
-  verb->add_option("--quote", arguments->quote, "Character around columns, or \"none\"")
-      ->type_name("C");
-  verb->add_option("--encoding", options.encoding,
-                   "utf-8, utf-16, latin1, windows-1252 and other windows-125x, cp437, cp850")
-      ->type_name("NAME");
-  verb->add_option("--header", arguments->header, "Whether the first row names the columns")
-      ->check(CLI::IsMember({"yes", "no"}).description(""))
-      ->type_name("yes|no");
-  verb->add_option("--map", arguments->mappings,
-                   "COLUMN=FIELD puts a column (by heading or number) into a field; for a new "
-                   "group COLUMN=FIELD:TYPE sets the type; COLUMN= leaves the column out")
-      ->type_name("COLUMN=FIELD")
-      ->expected(1)
-      ->take_all();
-  verb->add_option("--date-order", arguments->date_order, "How dates like 03/04/2020 are meant")
-      ->check(CLI::IsMember({"dmy", "mdy"}).description(""))
-      ->type_name("dmy|mdy");
-  verb->add_option("--decimal", arguments->decimal, "Decimal character of numbers: . or ,")
-      ->check(CLI::IsMember({".", ","}).description(""))
-      ->type_name("C");
-  verb->add_option("--on-duplicate", arguments->on_duplicate,
-                   "What to do with a row whose address is there: skip (default), update, reject")
-      ->check(CLI::IsMember({"skip", "update", "reject"}).description(""))
-      ->type_name("ACTION");
-  verb->add_flag("--dry-run", options.dry_run, "Do the same work, but write nothing");
-  verb->add_option("--rejects", options.rejects, "File for the rejected rows")->type_name("FILE");
-  verb->add_option("--folder", options.folder, "Folder for a new group's files")
-      ->type_name("FOLDER");
-  verb->add_flag("--progress", options.progress,
-                 "Tell the progress even when standard error is no terminal");
-  verb->add_flag("--json", common->json, "Print the account as JSON");
+  verb.AddOption("GROUP", &options.group, "The group").Required();
+  verb.AddOption("FILE", &options.file, "The file; - is standard input").Required();
+  verb.AddOption("--delimiter", &arguments->delimiter, "Character between columns, or \"tab\"")
+      .TypeName("C");
+  verb.AddOption("--quote", &arguments->quote, "Character around columns, or \"none\"")
+      .TypeName("C");
+  verb.AddOption("--encoding", &options.encoding,
+                 "utf-8, utf-16, latin1, windows-1252 and other windows-125x, cp437, cp850")
+      .TypeName("NAME");
+  verb.AddOption("--header", &arguments->header, "Whether the first row names the columns")
+      .OneOf({"yes", "no"})
+      .TypeName("yes|no");
+  verb.AddOption("--map", &arguments->mappings,
+                 "COLUMN=FIELD puts a column (by heading or number) into a field; for a new "
+                 "group COLUMN=FIELD:TYPE sets the type; COLUMN= leaves the column out")
+      .TypeName("COLUMN=FIELD")
+      .Repeats();
+  verb.AddOption("--date-order", &arguments->date_order, "How dates like 03/04/2020 are meant")
+      .OneOf({"dmy", "mdy"})
+      .TypeName("dmy|mdy");
+  verb.AddOption("--decimal", &arguments->decimal, "Decimal character of numbers: . or ,")
+      .OneOf({".", ","})
+      .TypeName("C");
+  verb.AddOption("--on-duplicate", &arguments->on_duplicate,
+                 "What to do with a row whose address is there: skip (default), update, reject")
+      .OneOf({"skip", "update", "reject"})
+      .TypeName("ACTION");
+  verb.AddFlag("--dry-run", &options.dry_run, "Do the same work, but write nothing");
+  verb.AddOption("--rejects", &options.rejects, "File for the rejected rows").TypeName("FILE");
+  verb.AddOption("--folder", &options.folder, "Folder for a new group's files").TypeName("FOLDER");
+  verb.AddFlag("--progress", &options.progress,
+               "Tell the progress even when standard error is no terminal");
+  verb.AddFlag("--json", &common->json, "Print the account as JSON");
   AddYesOption(verb, common);
-  verb->callback([=] { *action = [=] { return Run(*common, *arguments); }; });
+  verb.Runs([=] { return Run(*common, *arguments); });
 }
 
 }  // namespace pv::cli

@@ -84,27 +84,27 @@ ExitCode Find(const CommonOptions& common, const FindArguments& arguments) {
   return found > 0 ? kDone : kFindings;
 }
 
-void AddShowOptions(CLI::App* verb, CommonOptions* common, ShowArguments* arguments) {
-  verb->add_option("GROUP", arguments->group, "The group")->required()->type_name("");
-  verb->add_option("--fields", arguments->fields, "Only these fields, in this order")
-      ->delimiter(',')
-      ->type_name("FIELD,...");
-  verb->add_option("--limit", arguments->limit, "Print at most this many")
-      ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
-      ->type_name("N");
-  verb->add_option("--offset", arguments->offset, "Pass over this many first")
-      ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
-      ->type_name("N");
-  verb->add_flag("--deleted", arguments->deleted,
-                 "Show deleted records too, in the order of the file");
+void AddShowOptions(Verb verb, CommonOptions* common, ShowArguments* arguments) {
+  verb.AddOption("GROUP", &arguments->group, "The group").Required();
+  verb.AddOption("--fields", &arguments->fields, "Only these fields, in this order")
+      .SplitAt(',')
+      .TypeName("FIELD,...");
+  verb.AddOption("--limit", &arguments->limit, "Print at most this many")
+      .NotNegative()
+      .TypeName("N");
+  verb.AddOption("--offset", &arguments->offset, "Pass over this many first")
+      .NotNegative()
+      .TypeName("N");
+  verb.AddFlag("--deleted", &arguments->deleted,
+               "Show deleted records too, in the order of the file");
   AddListFormOptions(verb, common);
 }
 
 }  // namespace
 
-void AddRecordVerbs(CLI::App* app, CommonOptions* common, Action* action) {
+void AddRecordVerbs(Verb app, CommonOptions* common) {
   auto show = std::make_shared<ShowArguments>();
-  CLI::App* verb = AddVerb(
+  const Verb verb = AddVerb(
       app, common, "show",
       "Print the recipients of a group in the order of their addresses; those of a query in the\n"
       "order in which the database gives them.\n\n"
@@ -112,20 +112,20 @@ void AddRecordVerbs(CLI::App* app, CommonOptions* common, Action* action) {
       "the fields and control characters as escapes.",
       {"show customers --limit 10", "show customers --fields Email,City --csv"});
   AddShowOptions(verb, common, show.get());
-  verb->add_flag("--natural", show->natural, "In the order of the file");
-  verb->callback([=] { *action = [=] { return Show(*common, *show); }; });
+  verb.AddFlag("--natural", &show->natural, "In the order of the file");
+  verb.Runs([=] { return Show(*common, *show); });
 
   auto find = std::make_shared<FindArguments>();
-  CLI::App* finder =
+  const Verb finder =
       AddVerb(app, common, "find",
               "Print the recipients that match. WHAT is an address, or FIELD=TEXT; letter case is\n"
               "ignored. Exits with 1 when there are none.",
               {"find customers ann@example.org", "find customers City=Zürich",
                "find customers --prefix ann"});
   AddShowOptions(finder, common, find.get());
-  finder->add_option("WHAT", find->what, "An address, or FIELD=TEXT")->required()->type_name("");
-  finder->add_flag("--prefix", find->prefix, "Find what begins with the text");
-  finder->callback([=] { *action = [=] { return Find(*common, *find); }; });
+  finder.AddOption("WHAT", &find->what, "An address, or FIELD=TEXT").Required();
+  finder.AddFlag("--prefix", &find->prefix, "Find what begins with the text");
+  finder.Runs([=] { return Find(*common, *find); });
 }
 
 }  // namespace pv::cli

@@ -180,9 +180,9 @@ ExitCode Run(const CommonOptions& common, const RepairArguments& arguments) {
 
 }  // namespace
 
-void AddRepairVerb(CLI::App* app, CommonOptions* common, Action* action) {
+void AddRepairVerb(Verb app, CommonOptions* common) {
   auto arguments = std::make_shared<RepairArguments>();
-  CLI::App* verb = AddVerb(
+  const Verb verb = AddVerb(
       app, common, "repair",
       "Make a whole table out of a damaged one.\n\n"
       "Every record that the file holds is saved, memos are checked, and the tags are built anew\n"
@@ -190,10 +190,10 @@ void AddRepairVerb(CLI::App* app, CommonOptions* common, Action* action) {
       "it; of a table file the repaired copy is FILE.repaired, or what --to names. Says what was\n"
       "put right and what was lost, and exits with 1 when something was lost.",
       {"repair customers", "repair contacts.dbf --to whole.dbf"});
-  verb->add_option("WHAT", arguments->what, "A group, or a table file")->required()->type_name("");
-  verb->add_option("--to", arguments->to, "The repaired table of a file")->type_name("FILE");
-  verb->add_flag("--json", common->json, "Print JSON");
-  verb->callback([=] { *action = [=] { return Run(*common, *arguments); }; });
+  verb.AddOption("WHAT", &arguments->what, "A group, or a table file").Required();
+  verb.AddOption("--to", &arguments->to, "The repaired table of a file").TypeName("FILE");
+  verb.AddFlag("--json", &common->json, "Print JSON");
+  verb.Runs([=] { return Run(*common, *arguments); });
 }
 
 }  // namespace pv::cli

@@ -156,8 +156,10 @@ ExitCode Delete(const CommonOptions& common, const std::string& name) {
   return kDone;
 }
 
-CLI::Validator OneOf(const std::map<std::string, std::int32_t>& words) {
-  return CLI::IsMember(words).description("");
+std::vector<std::string> WordsOf(const std::map<std::string, std::int32_t>& words) {
+  std::vector<std::string> names;
+  for (const auto& word : words) names.push_back(word.first);
+  return names;
 }
 
 }  // namespace
@@ -193,15 +195,15 @@ void PrintProperties(const std::vector<std::pair<std::string, std::string>>& lin
   out.Finish();
 }
 
-void AddSourceVerbs(CLI::App* app, CommonOptions* common, Action* action) {
-  CLI::App* sources = app->add_subcommand(
-      "source", "Saved connections to databases: add, list, show, test, delete");
-  sources->require_subcommand(1);
-  sources->footer("Example:\n  pvgroup source add shop 'Driver=SQLite3;Database=/srv/shop.db'");
+void AddSourceVerbs(Verb app, CommonOptions* common) {
+  const Verb sources =
+      app.AddVerb("source", "Saved connections to databases: add, list, show, test, delete");
+  sources.NeedsVerb();
+  sources.Footer("Example:\n  pvgroup source add shop 'Driver=SQLite3;Database=/srv/shop.db'");
   auto arguments = std::make_shared<SourceArguments>();
   auto no_check = std::make_shared<bool>(false);
 
-  CLI::App* add = AddVerb(
+  const Verb add = AddVerb(
       sources, common, "add",
       "Save a connection to a database, after trying it, and print its ID.\n\n"
       "CONNECTION is what the database's ODBC driver wants, as KEY=VALUE pairs; a value with a\n"
@@ -213,68 +215,64 @@ void AddSourceVerbs(CLI::App* app, CommonOptions* common, Action* action) {
       {"source add shop 'Driver=SQLite3;Database=/srv/shop.db'",
        "source add crm 'Driver={PostgreSQL Unicode};Server=db;Database=crm;UID=mail' "
        "--password-from prompt"});
-  add->add_option("NAME", arguments->name, "The new source's name")->required()->type_name("");
-  add->add_option("CONNECTION", arguments->connection, "The connection string")->type_name("");
-  add->add_option("--connection-file", arguments->connection_file,
-                  "File that holds the connection string, perhaps with a password")
-      ->type_name("FILE");
-  add->add_option("--password-from", arguments->password_from,
-                  "prompt, env:NAME or a file whose first line is the password")
-      ->type_name("WHERE");
-  add->add_option("--cursor", arguments->cursor,
-                  "For programs: forward, keyset, dynamic (default) or static")
-      ->check(OneOf(kCursors))
-      ->type_name("KIND");
-  add->add_option("--lock", arguments->lock,
-                  "For programs: read-only (default), pessimistic, optimistic or batch")
-      ->check(OneOf(kLocks))
-      ->type_name("KIND");
-  add->add_option("--location", arguments->location, "For programs: server (default) or client")
-      ->check(OneOf(kLocations))
-      ->type_name("WHERE");
-  add->add_flag("--no-check", *no_check, "Save without connecting");
-  add->callback([=] { *action = [=] { return Add(*arguments, !*no_check); }; });
+  add.AddOption("NAME", &arguments->name, "The new source's name").Required();
+  add.AddOption("CONNECTION", &arguments->connection, "The connection string");
+  add.AddOption("--connection-file", &arguments->connection_file,
+                "File that holds the connection string, perhaps with a password")
+      .TypeName("FILE");
+  add.AddOption("--password-from", &arguments->password_from,
+                "prompt, env:NAME or a file whose first line is the password")
+      .TypeName("WHERE");
+  add.AddOption("--cursor", &arguments->cursor,
+                "For programs: forward, keyset, dynamic (default) or static")
+      .OneOf(WordsOf(kCursors))
+      .TypeName("KIND");
+  add.AddOption("--lock", &arguments->lock,
+                "For programs: read-only (default), pessimistic, optimistic or batch")
+      .OneOf(WordsOf(kLocks))
+      .TypeName("KIND");
+  add.AddOption("--location", &arguments->location, "For programs: server (default) or client")
+      .OneOf(WordsOf(kLocations))
+      .TypeName("WHERE");
+  add.AddFlag("--no-check", no_check.get(), "Save without connecting");
+  add.Runs([=] { return Add(*arguments, !*no_check); });
 
-  CLI::App* list =
+  const Verb list =
       AddVerb(sources, common, "list", "List the data sources, without passwords", {"source list"});
   AddListFormOptions(list, common);
-  list->callback([=] { *action = [=] { return List(*common); }; });
+  list.Runs([=] { return List(*common); });
 
-  const auto source_argument = [arguments](CLI::App* verb) {
-    verb->add_option("SOURCE", arguments->name, "The source's name or ID")
-        ->required()
-        ->type_name("");
+  const auto source_argument = [arguments](Verb verb) {
+    verb.AddOption("SOURCE", &arguments->name, "The source's name or ID").Required();
   };
-  CLI::App* show = AddVerb(sources, common, "show",
-                           "Tell what a data source is made of, without its password, and which\n"
-                           "groups use it",
-                           {"source show shop"});
+  const Verb show = AddVerb(sources, common, "show",
+                            "Tell what a data source is made of, without its password, and which\n"
+                            "groups use it",
+                            {"source show shop"});
   source_argument(show);
-  show->add_flag("--json", common->json, "Print JSON");
-  show->callback([=] { *action = [=] { return Show(*common, arguments->name); }; });
+  show.AddFlag("--json", &common->json, "Print JSON");
+  show.Runs([=] { return Show(*common, arguments->name); });
 
-  CLI::App* test =
+  const Verb test =
       AddVerb(sources, common, "test",
               "Connect to a data source and say whether that worked. Exits with 3 when not.",
               {"source test shop"});
   source_argument(test);
-  test->callback([=] {
-    *action = [=] {
-      const auto source = DataSources().Get(arguments->name);
-      Connect(source);
-      std::printf("connected to %s\n", Harmless(source->GetName()).c_str());
-      return kDone;
-    };
+  test.Runs([=] {
+    const auto source = DataSources().Get(arguments->name);
+    Connect(source);
+    std::printf("connected to %s\n", Harmless(source->GetName()).c_str());
+    return kDone;
   });
 
-  CLI::App* remove =
+  const Verb remove =
       AddVerb(sources, common, "delete",
               "Delete a data source that no group uses. Asks first, unless --yes is\n"
               "given.",
               {"source delete shop --yes"});
   source_argument(remove);
   AddYesOption(remove, common);
-  remove->callback([=] { *action = [=] { return Delete(*common, arguments->name); }; });
+  remove.Runs([=] { return Delete(*common, arguments->name); });
 }
 
 }  // namespace pv::cli

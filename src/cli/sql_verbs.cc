@@ -192,20 +192,19 @@ ExitCode Delete(const CommonOptions& common, const std::string& group) {
   return kDone;
 }
 
-void AddDefinitionOptions(CLI::App* verb, CommonOptions* common, SqlArguments* arguments) {
-  verb->add_option("--table", arguments->table, "The table, as the database calls it")
-      ->type_name("TABLE");
-  verb->add_option("--where", arguments->where,
-                   "Only rows for which this holds: FIELD OPERATOR VALUE, joined by and / or; "
-                   "given again, all must hold")
-      ->type_name("CONDITION")
-      ->expected(1)
-      ->take_all();
-  verb->add_option("--sql", arguments->sql_file,
-                   "File that holds a SELECT statement; - is standard input")
-      ->type_name("FILE");
-  verb->add_flag("--no-check", arguments->no_check, "Save without connecting and without preview");
-  verb->add_flag("--dry-run", arguments->dry_run, "Show the preview only");
+void AddDefinitionOptions(Verb verb, CommonOptions* common, SqlArguments* arguments) {
+  verb.AddOption("--table", &arguments->table, "The table, as the database calls it")
+      .TypeName("TABLE");
+  verb.AddOption("--where", &arguments->where,
+                 "Only rows for which this holds: FIELD OPERATOR VALUE, joined by and / or; "
+                 "given again, all must hold")
+      .TypeName("CONDITION")
+      .Repeats();
+  verb.AddOption("--sql", &arguments->sql_file,
+                 "File that holds a SELECT statement; - is standard input")
+      .TypeName("FILE");
+  verb.AddFlag("--no-check", &arguments->no_check, "Save without connecting and without preview");
+  verb.AddFlag("--dry-run", &arguments->dry_run, "Show the preview only");
   AddYesOption(verb, common);
 }
 
@@ -292,14 +291,14 @@ std::string SaveSqlGroup(Catalogue* catalogue, const std::string& name,
   }
 }
 
-void AddSqlVerbs(CLI::App* app, CommonOptions* common, Action* action) {
-  CLI::App* sql =
-      app->add_subcommand("sql", "Groups that are queries on a database: add, show, edit, delete");
-  sql->require_subcommand(1);
-  sql->footer("Example:\n  pvgroup sql add customers --source shop --table customers");
+void AddSqlVerbs(Verb app, CommonOptions* common) {
+  const Verb sql =
+      app.AddVerb("sql", "Groups that are queries on a database: add, show, edit, delete");
+  sql.NeedsVerb();
+  sql.Footer("Example:\n  pvgroup sql add customers --source shop --table customers");
 
   auto added = std::make_shared<SqlArguments>();
-  CLI::App* add = AddVerb(
+  const Verb add = AddVerb(
       sql, common, "add",
       "Make a group of a table or a query, after showing its statement, first rows and count.\n\n"
       "Field names of --where must be fields of the table; values are quoted for you, by what the\n"
@@ -311,45 +310,45 @@ void AddSqlVerbs(CLI::App* app, CommonOptions* common, Action* action) {
        "sql add 'Customers DE' --source shop --table customers --where \"country = DE and age >= "
        "18\"",
        "sql add buyers --source shop --sql buyers.sql"});
-  add->add_option("GROUP", added->group, "The new group's name")->required()->type_name("");
-  add->add_option("--source", added->source,
-                  "A saved data source, or a connection string, which is saved under the group's "
-                  "name")
-      ->required()
-      ->type_name("SOURCE");
+  add.AddOption("GROUP", &added->group, "The new group's name").Required();
+  add.AddOption("--source", &added->source,
+                "A saved data source, or a connection string, which is saved under the group's "
+                "name")
+      .Required()
+      .TypeName("SOURCE");
   AddDefinitionOptions(add, common, added.get());
-  add->callback([=] { *action = [=] { return Add(*common, *added); }; });
+  add.Runs([=] { return Add(*common, *added); });
 
   auto shown = std::make_shared<std::string>();
-  CLI::App* show = AddVerb(sql, common, "show",
-                           "Tell what a group is a query on: source, table, conditions, statement",
-                           {"sql show customers"});
-  show->add_option("GROUP", *shown, "The group")->required()->type_name("");
-  show->add_flag("--json", common->json, "Print JSON");
-  show->callback([=] { *action = [=] { return Show(*common, *shown); }; });
+  const Verb show = AddVerb(sql, common, "show",
+                            "Tell what a group is a query on: source, table, conditions, statement",
+                            {"sql show customers"});
+  show.AddOption("GROUP", shown.get(), "The group").Required();
+  show.AddFlag("--json", &common->json, "Print JSON");
+  show.Runs([=] { return Show(*common, *shown); });
 
   auto edited = std::make_shared<SqlArguments>();
-  CLI::App* edit = AddVerb(sql, common, "edit",
-                           "Change what a group is a query on, after showing what it will give. "
-                           "What is not named stays;\n"
-                           "--where replaces all conditions.",
-                           {"sql edit customers --where \"country in ('DE', 'AT')\"",
-                            "sql edit customers --no-where --source newshop"});
-  edit->add_option("GROUP", edited->group, "The group")->required()->type_name("");
-  edit->add_option("--source", edited->source, "Another data source, or a connection string")
-      ->type_name("SOURCE");
+  const Verb edit = AddVerb(sql, common, "edit",
+                            "Change what a group is a query on, after showing what it will give. "
+                            "What is not named stays;\n"
+                            "--where replaces all conditions.",
+                            {"sql edit customers --where \"country in ('DE', 'AT')\"",
+                             "sql edit customers --no-where --source newshop"});
+  edit.AddOption("GROUP", &edited->group, "The group").Required();
+  edit.AddOption("--source", &edited->source, "Another data source, or a connection string")
+      .TypeName("SOURCE");
   AddDefinitionOptions(edit, common, edited.get());
-  edit->add_flag("--no-where", edited->no_where, "Without conditions");
-  edit->callback([=] { *action = [=] { return Edit(*common, *edited); }; });
+  edit.AddFlag("--no-where", &edited->no_where, "Without conditions");
+  edit.Runs([=] { return Edit(*common, *edited); });
 
   auto deleted = std::make_shared<std::string>();
-  CLI::App* remove = AddVerb(sql, common, "delete",
-                             "Delete a group that is a query; its database and data source stay.\n"
-                             "Asks first, unless --yes is given.",
-                             {"sql delete customers --yes"});
-  remove->add_option("GROUP", *deleted, "The group")->required()->type_name("");
+  const Verb remove = AddVerb(sql, common, "delete",
+                              "Delete a group that is a query; its database and data source stay.\n"
+                              "Asks first, unless --yes is given.",
+                              {"sql delete customers --yes"});
+  remove.AddOption("GROUP", deleted.get(), "The group").Required();
   AddYesOption(remove, common);
-  remove->callback([=] { *action = [=] { return Delete(*common, *deleted); }; });
+  remove.Runs([=] { return Delete(*common, *deleted); });
 }
 
 }  // namespace pv::cli

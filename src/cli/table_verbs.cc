@@ -49,61 +49,55 @@ ExitCode Show(const CommonOptions& common, const TableArguments& arguments) {
 
 }  // namespace
 
-void AddTableVerbs(CLI::App* app, CommonOptions* common, Action* action) {
-  CLI::App* tables = app->add_subcommand(
-      "table", "Look into any table file of the FoxPro family: info, show, verify");
-  tables->require_subcommand(1);
-  tables->footer("Example:\n  pvgroup table show contacts.dbf --tag NAME");
+void AddTableVerbs(Verb app, CommonOptions* common) {
+  const Verb tables =
+      app.AddVerb("table", "Look into any table file of the FoxPro family: info, show, verify");
+  tables.NeedsVerb();
+  tables.Footer("Example:\n  pvgroup table show contacts.dbf --tag NAME");
   auto arguments = std::make_shared<TableArguments>();
-  const auto file_argument = [arguments](CLI::App* verb) {
-    verb->add_option("FILE", arguments->file, "The data file (.dbf or .pvg)")
-        ->required()
-        ->type_name("");
+  const auto file_argument = [arguments](Verb verb) {
+    verb.AddOption("FILE", &arguments->file, "The data file (.dbf or .pvg)").Required();
   };
 
-  CLI::App* info =
+  const Verb info =
       AddVerb(tables, common, "info", "Tell what a table is made of", {"table info contacts.dbf"});
   file_argument(info);
-  info->add_flag("--json", common->json, "Print JSON");
-  info->callback([=] {
-    *action = [=] {
-      const Session session;
-      Table table(session, arguments->file, Access::kShared);
-      return ReportTable(&table, {}, *common);
-    };
+  info.AddFlag("--json", &common->json, "Print JSON");
+  info.Runs([=] {
+    const Session session;
+    Table table(session, arguments->file, Access::kShared);
+    return ReportTable(&table, {}, *common);
   });
 
-  CLI::App* show = AddVerb(
+  const Verb show = AddVerb(
       tables, common, "show",
       "Print the records of a table, in natural order or in that of a tag.\n\n"
       "The format recno prints the number of every record visited, deleted ones included, one a\n"
       "line, so that the order of a tag can be compared with what other programs make of it.",
       {"table show contacts.dbf", "table show contacts.dbf --tag NAME --format recno"});
   file_argument(show);
-  show->add_option("--tag", arguments->tag, "Walk in the order of this tag")->type_name("TAG");
-  show->add_option("--format", arguments->format, "recno, csv or json")
-      ->check(CLI::IsMember({"recno", "csv", "json"}).description(""))
-      ->type_name("FORMAT");
-  show->add_option("--fields", arguments->fields, "Only these fields, in this order")
-      ->delimiter(',')
-      ->type_name("FIELD,...");
-  show->add_option("--limit", arguments->limit, "Print at most this many")
-      ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
-      ->type_name("N");
-  show->add_flag("--deleted", arguments->deleted, "Show deleted records too");
+  show.AddOption("--tag", &arguments->tag, "Walk in the order of this tag").TypeName("TAG");
+  show.AddOption("--format", &arguments->format, "recno, csv or json")
+      .OneOf({"recno", "csv", "json"})
+      .TypeName("FORMAT");
+  show.AddOption("--fields", &arguments->fields, "Only these fields, in this order")
+      .SplitAt(',')
+      .TypeName("FIELD,...");
+  show.AddOption("--limit", &arguments->limit, "Print at most this many")
+      .NotNegative()
+      .TypeName("N");
+  show.AddFlag("--deleted", &arguments->deleted, "Show deleted records too");
   AddListFormOptions(show, common);
-  show->callback([=] { *action = [=] { return Show(*common, *arguments); }; });
+  show.Runs([=] { return Show(*common, *arguments); });
 
-  CLI::App* verify = AddVerb(tables, common, "verify", "Check a table and name each fault",
-                             {"table verify contacts.dbf"});
+  const Verb verify = AddVerb(tables, common, "verify", "Check a table and name each fault",
+                              {"table verify contacts.dbf"});
   file_argument(verify);
-  verify->add_flag("--json", common->json, "Print JSON");
-  verify->callback([=] {
-    *action = [=] {
-      const Session session;
-      const Table table(session, arguments->file, Access::kShared);
-      return VerifyTable(table, arguments->file, *common);
-    };
+  verify.AddFlag("--json", &common->json, "Print JSON");
+  verify.Runs([=] {
+    const Session session;
+    const Table table(session, arguments->file, Access::kShared);
+    return VerifyTable(table, arguments->file, *common);
   });
 }
 

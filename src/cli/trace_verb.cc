@@ -48,18 +48,18 @@ ExitCode Trace(std::uint64_t lines) {
 
 }  // namespace
 
-void AddTraceVerb(CLI::App* app, CommonOptions* common, Action* action) {
-  CLI::App* verb = AddVerb(
+void AddTraceVerb(Verb app, CommonOptions* common) {
+  const Verb verb = AddVerb(
       app, common, "trace",
       "Show the component's trace lines as they come.\n\n"
       "Programs that use the component send them while this runs and waste no time on them\n"
       "otherwise; a line that comes faster than it can be printed is lost. Each line is printed\n"
       "with the time of day. Only one such viewer can run for a user.",
       {"trace", "trace --lines 100 > trace.txt"});
-  verb->remove_option(verb->get_option("--data"));
+  verb.RemoveOption("--data");
   auto lines = std::make_shared<std::uint64_t>(0);
-  verb->add_option("--lines", *lines, "End after this many lines")->type_name("N");
-  verb->callback([=] { *action = [=] { return Trace(*lines); }; });
+  verb.AddOption("--lines", lines.get(), "End after this many lines").TypeName("N");
+  verb.Runs([=] { return Trace(*lines); });
 }
 
 }  // namespace pv::cli

@@ -1,6 +1,8 @@
 // What all verbs share, and the program's frame. Tested by tests/cli.
 #include "cli/verbs.h"
 
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
 #include <CLI/Error.hpp>
 #include <cstdio>
 #include <exception>
@@ -49,24 +51,23 @@ int RunAction(const CommonOptions& common, const Action& action) {
 
 }  // namespace
 
-CLI::App* AddVerb(CLI::App* app, CommonOptions* common, const std::string& name,
-                  const std::string& description, const std::vector<std::string>& examples) {
-  CLI::App* verb = app->add_subcommand(name, description);
-  verb->add_option("--data", common->data_folder, "Folder that holds the groups")
-      ->type_name("FOLDER");
+Verb AddVerb(Verb app, CommonOptions* common, const std::string& name,
+             const std::string& description, const std::vector<std::string>& examples) {
+  const Verb verb = app.AddVerb(name, description);
+  verb.AddOption("--data", &common->data_folder, "Folder that holds the groups").TypeName("FOLDER");
   std::string footer = examples.size() == 1 ? "Example:" : "Examples:";
   for (const std::string& example : examples) footer += "\n  pvgroup " + example;
-  if (!examples.empty()) verb->footer(footer);
+  if (!examples.empty()) verb.Footer(footer);
   return verb;
 }
 
-void AddListFormOptions(CLI::App* verb, CommonOptions* common) {
-  CLI::Option* json = verb->add_flag("--json", common->json, "Print JSON");
-  verb->add_flag("--csv", common->csv, "Print CSV")->excludes(json);
+void AddListFormOptions(Verb verb, CommonOptions* common) {
+  verb.AddFlag("--json", &common->json, "Print JSON");
+  verb.AddFlag("--csv", &common->csv, "Print CSV").Excludes("--json");
 }
 
-void AddYesOption(CLI::App* verb, CommonOptions* common) {
-  verb->add_flag("--yes,-y", common->yes, "Do not ask; replace what is there");
+void AddYesOption(Verb verb, CommonOptions* common) {
+  verb.AddFlag("--yes,-y", &common->yes, "Do not ask; replace what is there");
 }
 
 ListOptions ListOptionsFor(const CommonOptions& common) {
@@ -112,20 +113,21 @@ int RunCommandLine(int argc, char** argv) {
       [] { return "pvgroup " + automation::MakeObject<groups::Groups>()->GetVersion(); },
       "Print the version");
 
-  app.add_option("--data", common.data_folder, "Folder that holds the groups")->type_name("FOLDER");
-  AddGroupVerbs(&app, &common, &action);
-  AddImportVerb(&app, &common, &action);
-  AddRecordVerbs(&app, &common, &action);
-  AddEditVerbs(&app, &common, &action);
-  AddExportVerb(&app, &common, &action);
-  AddCheckVerbs(&app, &common, &action);
-  AddRepairVerb(&app, &common, &action);
-  AddBookVerbs(&app, &common, &action);
-  AddCopyVerb(&app, &common, &action);
-  AddSourceVerbs(&app, &common, &action);
-  AddSqlVerbs(&app, &common, &action);
-  AddTableVerbs(&app, &common, &action);
-  AddTraceVerb(&app, &common, &action);
+  const Verb root(&app, &action);
+  root.AddOption("--data", &common.data_folder, "Folder that holds the groups").TypeName("FOLDER");
+  AddGroupVerbs(root, &common);
+  AddImportVerb(root, &common);
+  AddRecordVerbs(root, &common);
+  AddEditVerbs(root, &common);
+  AddExportVerb(root, &common);
+  AddCheckVerbs(root, &common);
+  AddRepairVerb(root, &common);
+  AddBookVerbs(root, &common);
+  AddCopyVerb(root, &common);
+  AddSourceVerbs(root, &common);
+  AddSqlVerbs(root, &common);
+  AddTableVerbs(root, &common);
+  AddTraceVerb(root, &common);
   // For tools/make-cli-reference; shown in no help.
   app.add_subcommand("list-verbs", "")->group("")->callback([&] {
     for (const std::string& name : VerbNames(app)) std::printf("%s\n", name.c_str());

@@ -2,15 +2,13 @@
 #ifndef PV_CLI_VERBS_H_
 #define PV_CLI_VERBS_H_
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "cli/failure.h"
 #include "cli/listing.h"
+#include "cli/verb.h"
 
 namespace pv::cli {
 
@@ -22,29 +20,26 @@ struct CommonOptions {
   bool yes = false;
 };
 
-// What the parsed command line asks for: set by the callback of the verb.
-using Action = std::function<ExitCode()>;
-
-// Each adds its verbs to `app`; the verb that is met stores its work in *action.
-void AddGroupVerbs(CLI::App* app, CommonOptions* common, Action* action);
-void AddCheckVerbs(CLI::App* app, CommonOptions* common, Action* action);
-void AddImportVerb(CLI::App* app, CommonOptions* common, Action* action);
-void AddRecordVerbs(CLI::App* app, CommonOptions* common, Action* action);
-void AddEditVerbs(CLI::App* app, CommonOptions* common, Action* action);
-void AddExportVerb(CLI::App* app, CommonOptions* common, Action* action);
-void AddRepairVerb(CLI::App* app, CommonOptions* common, Action* action);
-void AddBookVerbs(CLI::App* app, CommonOptions* common, Action* action);
-void AddSourceVerbs(CLI::App* app, CommonOptions* common, Action* action);
-void AddSqlVerbs(CLI::App* app, CommonOptions* common, Action* action);
-void AddCopyVerb(CLI::App* app, CommonOptions* common, Action* action);
-void AddTableVerbs(CLI::App* app, CommonOptions* common, Action* action);
-void AddTraceVerb(CLI::App* app, CommonOptions* common, Action* action);
+// Each adds its verbs to `app`.
+void AddGroupVerbs(Verb app, CommonOptions* common);
+void AddCheckVerbs(Verb app, CommonOptions* common);
+void AddImportVerb(Verb app, CommonOptions* common);
+void AddRecordVerbs(Verb app, CommonOptions* common);
+void AddEditVerbs(Verb app, CommonOptions* common);
+void AddExportVerb(Verb app, CommonOptions* common);
+void AddRepairVerb(Verb app, CommonOptions* common);
+void AddBookVerbs(Verb app, CommonOptions* common);
+void AddSourceVerbs(Verb app, CommonOptions* common);
+void AddSqlVerbs(Verb app, CommonOptions* common);
+void AddCopyVerb(Verb app, CommonOptions* common);
+void AddTableVerbs(Verb app, CommonOptions* common);
+void AddTraceVerb(Verb app, CommonOptions* common);
 
 // Adds a verb with --data; `examples` are lines of the help's end, without "pvgroup ".
-CLI::App* AddVerb(CLI::App* app, CommonOptions* common, const std::string& name,
-                  const std::string& description, const std::vector<std::string>& examples);
-void AddListFormOptions(CLI::App* verb, CommonOptions* common);
-void AddYesOption(CLI::App* verb, CommonOptions* common);
+Verb AddVerb(Verb app, CommonOptions* common, const std::string& name,
+             const std::string& description, const std::vector<std::string>& examples);
+void AddListFormOptions(Verb verb, CommonOptions* common);
+void AddYesOption(Verb verb, CommonOptions* common);
 
 // The form that --json, --csv and the kind of standard output call for.
 ListOptions ListOptionsFor(const CommonOptions& common);
