@@ -14,7 +14,7 @@ namespace {
 // Pauses between two tries at a lock: locks are mostly held for microseconds, so the first pause
 // is short; the last is short enough that a waiter is not starved by a busy holder.
 constexpr std::uint32_t kFirstPause = 20;
-constexpr std::uint32_t kLongestPause = 5'000;
+constexpr std::uint32_t kLongestPause = 500;
 
 constexpr std::string_view kSeparators = "/\\";
 
