@@ -163,7 +163,8 @@ void CheckValues() {
                  VT_BSTR);
   CheckRoundTrip(Value(pv::automation::Bytes{0, 1, 255}), VT_ARRAY | VT_UI1);
   CheckRoundTrip(Value(pv::automation::Bytes{}), VT_ARRAY | VT_UI1);
-  CheckRoundTrip(Value(pv::automation::TextArray{"a", "", "\xC3\xA4"}), VT_ARRAY | VT_BSTR);
+  CheckRoundTrip(Value(pv::automation::TextArray{"a", "", "\xC3\xA4"}), VT_ARRAY | VT_VARIANT);
+  CheckRoundTrip(Value(pv::automation::TextArray{}), VT_ARRAY | VT_VARIANT);
 
   CHECK(From(VT_UI1, 200) == Value(std::int16_t{200}));
   CHECK(From(VT_I1, 0xFF) == Value(std::int16_t{-1}));
@@ -219,6 +220,47 @@ void CheckWriteBack() {
   CHECK(i2 == 5 && i4 == 1234);
 }
 
+// The same for variables that have arrays.
+void CheckArrayWriteBack() {
+  const Value texts(pv::automation::TextArray{"one", "zw\xC3\xB6lf"});
+  SAFEARRAY* array = ::SafeArrayCreateVector(VT_BSTR, 1, 5);
+  const Variant typed = Variant::ByReference(VT_ARRAY | VT_BSTR, &array);
+  com::WriteBack(texts, typed);
+  CHECK(com::FromVariant(typed, nullptr) == texts);
+  CHECK(array->rgsabound[0].cElements == 2 && array->rgsabound[0].lLbound == 0);
+  // Led to through a variant; and one that was never given a size.
+  ::SafeArrayDestroy(array);
+  array = nullptr;
+  Variant led = Variant::ByReference(VT_ARRAY | VT_BSTR, &array);
+  com::WriteBack(texts, Variant::ByReference(VT_VARIANT, &led));
+  CHECK(array != nullptr && com::FromVariant(typed, nullptr) == texts);
+  // Not while somebody looks at it, nor where it is part of something else.
+  ::SafeArrayLock(array);
+  CHECK(NumberFrom([&] { com::WriteBack(texts, typed); }) == 10);
+  ::SafeArrayUnlock(array);
+  array->fFeatures |= FADF_FIXEDSIZE;
+  CHECK(NumberFrom([&] { com::WriteBack(texts, typed); }) == 10);
+  array->fFeatures = static_cast<USHORT>(array->fFeatures & ~FADF_FIXEDSIZE);
+  CHECK(com::FromVariant(typed, nullptr) == texts);
+  CHECK(NumberFrom([&] { com::WriteBack(Value(5), typed); }) == 13);
+  CHECK(NumberFrom([&] { com::WriteBack(Value(pv::automation::Bytes{1}), typed); }) == 13);
+  ::SafeArrayDestroy(array);
+  array = ::SafeArrayCreateVector(VT_I4, 0, 1);
+  CHECK(NumberFrom(
+            [&] { com::WriteBack(texts, Variant::ByReference(VT_ARRAY | VT_I4, &array)); }) == 13);
+  ::SafeArrayDestroy(array);
+  array = ::SafeArrayCreateVector(VT_UI1, 0, 3);
+  const Variant bytes = Variant::ByReference(VT_ARRAY | VT_UI1, &array);
+  com::WriteBack(Value(pv::automation::Bytes{7, 8}), bytes);
+  CHECK(com::FromVariant(bytes, nullptr) == Value(pv::automation::Bytes{7, 8}));
+  ::SafeArrayDestroy(array);
+  array = ::SafeArrayCreateVector(VT_VARIANT, 0, 1);
+  const Variant variants = Variant::ByReference(VT_ARRAY | VT_VARIANT, &array);
+  com::WriteBack(texts, variants);
+  CHECK(com::FromVariant(variants, nullptr) == texts);
+  ::SafeArrayDestroy(array);
+}
+
 }  // namespace
 
 int main() {
@@ -228,6 +270,7 @@ int main() {
   CheckOwnForeign();
   CheckValues();
   CheckWriteBack();
+  CheckArrayWriteBack();
   CHECK(!com::ModuleIsHeld());
   return Done();
 }

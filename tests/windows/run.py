@@ -37,6 +37,11 @@ def windows(path):
     return "Z:" + str(path).replace("/", "\\")
 
 
+def as_hex(text):
+    """A text as the files of the registry's editor have its bytes."""
+    return ",".join(f"{byte:02x}" for byte in text.encode("utf-16-le"))
+
+
 def start(command, **options):
     """Starts a shell command that may call wine."""
     return subprocess.Popen([str(RUNTIME), "run", str(folder / "prefix"), str(folder), command],
@@ -129,6 +134,28 @@ class Scripts(WindowsTest):
 
     def test_bad_input(self):
         self.check_script("bad_input.vbs", 30)
+
+    def test_registry(self):
+        key = r"HKEY_CURRENT_USER\Software\Parvane Test"
+        values = self.folder / "values.reg"
+        values.write_text(f"""Windows Registry Editor Version 5.00
+
+[{key}]
+@="unnamed"
+"Text"="Gr\u00fc\u00dfe"
+"Path"=hex(2):{as_hex("%SystemRoot%" + chr(92) + "x" + chr(0))}
+"Number"=dword:fffffffe
+"Big"=hex(5):00,00,01,02
+"List"=hex(7):{as_hex("one" + chr(0) + "two" + chr(0) + chr(0))}
+"Bytes"=hex:01,02,ff
+"Odd"=hex(b):01,00,00,00,00,00,00,00
+
+[{key}\\One]
+
+[{key}\\Two]
+""", encoding="utf-16", newline="\r\n")
+        self.check_output("registry.vbs", 95, *run(
+            f"wine reg import '{windows(values)}' >/dev/null && " + self.script("registry.vbs"))[1:])
 
 
 class Programs(WindowsTest):

@@ -148,6 +148,29 @@ Value FromVariants(SAFEARRAY* array, std::size_t count) {
   return Value(std::move(texts));
 }
 
+// A new array of a value, with elements of this type. Error 13 when it cannot have them.
+SAFEARRAY* NewArray(const Value& value, VARTYPE element) {
+  const auto* bytes = value.TryGet<automation::Bytes>();
+  const auto* texts = value.TryGet<automation::TextArray>();
+  if (!(bytes != nullptr && element == VT_UI1) &&
+      !(texts != nullptr && (element == VT_BSTR || element == VT_VARIANT))) {
+    automation::Raise(automation::kErrTypeMismatch);
+  }
+  const std::size_t count = bytes != nullptr ? bytes->size() : texts->size();
+  OwnedArray array(::SafeArrayCreateVector(element, 0, static_cast<ULONG>(count)));
+  const Elements elements(array.get());
+  for (std::size_t i = 0; i < count; ++i) {
+    if (bytes != nullptr) {
+      elements.data()[i] = (*bytes)[i];
+    } else if (element == VT_BSTR) {
+      reinterpret_cast<BSTR*>(elements.data())[i] = NewBstr((*texts)[i]);
+    } else {
+      ToVariant(Value((*texts)[i]), reinterpret_cast<VARIANT*>(elements.data()) + i);
+    }
+  }
+  return array.Detach();
+}
+
 }  // namespace
 
 Value FromArray(SAFEARRAY* array, const RecordType* record) {
@@ -179,26 +202,21 @@ Value FromArray(SAFEARRAY* array, const RecordType* record) {
 }
 
 void ToArray(const Value& value, VARIANT* out) {
-  if (const auto* bytes = value.TryGet<automation::Bytes>()) {
-    OwnedArray array(::SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes->size())));
-    if (!bytes->empty()) {
-      std::memcpy(Elements(array.get()).data(), bytes->data(), bytes->size());
-    }
-    V_ARRAY(out) = array.Detach();
-    V_VT(out) = VT_ARRAY | VT_UI1;
-  } else if (const auto* texts = value.TryGet<automation::TextArray>()) {
-    OwnedArray array(::SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(texts->size())));
-    {
-      const Elements elements(array.get());
-      BSTR* const places = reinterpret_cast<BSTR*>(elements.data());
-      for (std::size_t i = 0; i < texts->size(); ++i) places[i] = NewBstr((*texts)[i]);
-    }
-    V_ARRAY(out) = array.Detach();
-    V_VT(out) = VT_ARRAY | VT_BSTR;
-  } else {
-    // No member gives records to its caller.
-    automation::Raise(automation::kErrTypeMismatch);
+  // Script languages read arrays of variants only, but have bytes as they are.
+  const VARTYPE element = value.TryGet<automation::Bytes>() != nullptr ? VT_UI1 : VT_VARIANT;
+  V_ARRAY(out) = NewArray(value, element);
+  V_VT(out) = static_cast<VARTYPE>(VT_ARRAY | element);
+}
+
+void StoreArray(const Value& value, VARTYPE element, SAFEARRAY** to) {
+  OwnedArray array(NewArray(value, element));
+  const auto is_fixed = [](const SAFEARRAY& old) {
+    return (old.fFeatures & (FADF_FIXEDSIZE | FADF_STATIC | FADF_AUTO | FADF_EMBEDDED)) != 0;
+  };
+  if (*to != nullptr && (is_fixed(**to) || FAILED(::SafeArrayDestroy(*to)))) {
+    throw automation::Error(10, {}, "This array is fixed or temporarily locked");
   }
+  *to = array.Detach();
 }
 
 }  // namespace pv::server::com

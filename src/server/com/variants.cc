@@ -38,6 +38,40 @@ Value FromDecimal(const DECIMAL& decimal) {
   return Value(v);
 }
 
+// How many bytes a variable of this type takes. Error 13 for what variables are not of.
+std::size_t WidthOf(VARTYPE type) {
+  switch (type) {
+    case VT_I1:
+    case VT_UI1:
+      return 1;
+    case VT_I2:
+    case VT_UI2:
+    case VT_BOOL:
+      return 2;
+    case VT_I4:
+    case VT_UI4:
+    case VT_INT:
+    case VT_UINT:
+    case VT_R4:
+    case VT_ERROR:
+      return 4;
+    case VT_I8:
+    case VT_UI8:
+    case VT_R8:
+    case VT_CY:
+    case VT_DATE:
+      return 8;
+    case VT_BSTR:
+    case VT_DISPATCH:
+    case VT_UNKNOWN:
+      return sizeof(void*);
+    case VT_DECIMAL:
+      return sizeof(DECIMAL);
+    default:
+      automation::Raise(automation::kErrTypeMismatch);
+  }
+}
+
 // Reads what a by-reference variant leads to; `v` is of a plain type.
 VARIANT Dereferenced(const VARIANT& v) {
   const VARTYPE type = static_cast<VARTYPE>(V_VT(&v) & ~VT_BYREF);
@@ -45,54 +79,17 @@ VARIANT Dereferenced(const VARIANT& v) {
   VARIANT plain;
   ::VariantInit(&plain);
   if ((type & VT_ARRAY) != 0) {
-    V_VT(&plain) = type;
     V_ARRAY(&plain) = *V_ARRAYREF(&v);
-    return plain;
+  } else if (type == VT_DECIMAL) {
+    plain.decVal = *V_DECIMALREF(&v);
+  } else {
+    std::memcpy(&V_I8(&plain), V_BYREF(&v), WidthOf(type));
   }
-  std::size_t size = 0;
-  switch (type) {
-    case VT_I1:
-    case VT_UI1:
-      size = 1;
-      break;
-    case VT_I2:
-    case VT_UI2:
-    case VT_BOOL:
-      size = 2;
-      break;
-    case VT_I4:
-    case VT_UI4:
-    case VT_INT:
-    case VT_UINT:
-    case VT_R4:
-    case VT_ERROR:
-      size = 4;
-      break;
-    case VT_I8:
-    case VT_UI8:
-    case VT_R8:
-    case VT_CY:
-    case VT_DATE:
-      size = 8;
-      break;
-    case VT_BSTR:
-    case VT_DISPATCH:
-    case VT_UNKNOWN:
-      size = sizeof(void*);
-      break;
-    case VT_DECIMAL:
-      plain.decVal = *V_DECIMALREF(&v);
-      V_VT(&plain) = VT_DECIMAL;  // shares its place with the decimal's reserved bytes
-      return plain;
-    default:
-      automation::Raise(automation::kErrTypeMismatch);
-  }
-  V_VT(&plain) = type;
-  std::memcpy(&V_I8(&plain), V_BYREF(&v), size);
+  V_VT(&plain) = type;  // last: a decimal's reserved bytes lie there too
   return plain;
 }
 
-// The type of what is stored through a by-reference argument of this type, when it is a scalar.
+// Puts a new value into the variable of this type at `to`; `from` has the type too.
 void StoreScalar(VARTYPE type, const VARIANT& from, void* to) {
   switch (type) {
     case VT_BSTR: {
@@ -111,30 +108,6 @@ void StoreScalar(VARTYPE type, const VARIANT& from, void* to) {
       *place = V_UNKNOWN(&from);
       return;
     }
-    case VT_I1:
-    case VT_UI1:
-      std::memcpy(to, &V_UI1(&from), 1);
-      return;
-    case VT_I2:
-    case VT_UI2:
-    case VT_BOOL:
-      std::memcpy(to, &V_I2(&from), 2);
-      return;
-    case VT_I4:
-    case VT_UI4:
-    case VT_INT:
-    case VT_UINT:
-    case VT_R4:
-    case VT_ERROR:
-      std::memcpy(to, &V_I4(&from), 4);
-      return;
-    case VT_I8:
-    case VT_UI8:
-    case VT_R8:
-    case VT_CY:
-    case VT_DATE:
-      std::memcpy(to, &V_I8(&from), 8);
-      return;
     case VT_DECIMAL: {
       DECIMAL decimal = from.decVal;
       decimal.wReserved = 0;
@@ -142,7 +115,7 @@ void StoreScalar(VARTYPE type, const VARIANT& from, void* to) {
       return;
     }
     default:
-      automation::Raise(automation::kErrTypeMismatch);
+      std::memcpy(to, &V_I8(&from), WidthOf(type));
   }
 }
 
@@ -275,6 +248,11 @@ void ToVariant(const Value& value, VARIANT* out) {
 void WriteBack(const Value& value, const VARIANT& argument) {
   const VARTYPE type = V_VT(&argument);
   if ((type & VT_BYREF) == 0 || V_BYREF(&argument) == nullptr) return;
+  const VARTYPE plain = static_cast<VARTYPE>(type & ~VT_BYREF);
+  if ((plain & VT_ARRAY) != 0) {
+    StoreArray(value, static_cast<VARTYPE>(plain & ~VT_ARRAY), V_ARRAYREF(&argument));
+    return;
+  }
   OwnedVariant made;
   ToVariant(value, &made);
   if (type == (VT_BYREF | VT_VARIANT)) {
@@ -287,8 +265,6 @@ void WriteBack(const Value& value, const VARIANT& argument) {
     if (FAILED(::VariantCopy(place, &made))) throw std::bad_alloc();
     return;
   }
-  if ((type & VT_ARRAY) != 0) return;  // no member changes an array
-  const VARTYPE plain = static_cast<VARTYPE>(type & ~VT_BYREF);
   OwnedVariant converted;
   const HRESULT result = ::VariantChangeType(&converted, &made, 0, plain);
   if (result == DISP_E_OVERFLOW) automation::Raise(automation::kErrOverflow);
