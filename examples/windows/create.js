@@ -12,13 +12,13 @@ indexes.Add("Email", "UPPER(Email)", ".NOT. DELETED()", true, false);
 var id = groups.CreateGroup(name, fields, indexes, "");
 groups.AddGroup(id, name, 0, "", "", "");  // PV_FORMAT_GROUP
 
-var people = [["anna@example.org", "Anna"], ["bert@example.org", "Bert"]];
+var people = [["anna@example.org", "Anna", "2024-02-29"], ["bert@example.org", "Bert", "2024-03-01"]];
 var rs = groups.OpenGroup(id);
 for (var i = 0; i < people.length; i++) {
   rs.AddNew();
   rs.Fields("Email").Value = people[i][0];
   rs.Fields("First_name").Value = people[i][1];
-  rs.Fields("Joined").Value = new Date().getVarDate();
+  rs.Fields("Joined").Value = people[i][2];
   rs.Update();
 }
 WScript.Echo("Group " + name + " has " + groups.RecipientCount() + " recipients");

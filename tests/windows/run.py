@@ -94,6 +94,26 @@ class WindowsTest(unittest.TestCase):
         self.check_output(name, least, out, err)
         self.assertEqual(code, 0, out + err)
 
+    def others(self, classes):
+        """A command that makes these classes those of others.dll, in which they have numbers."""
+        library = self.program("others.dll")
+        keys = []
+        for prog_id, number in classes.items():
+            class_id = f"{{5D1A6A1E-0C40-4F6B-9D3B-6E2A3C9F1B7{number}}}"
+            server = "\\InprocServer32"
+            path = windows(library).replace("\\", "\\\\")
+            keys.append(f"""[HKEY_LOCAL_MACHINE\\Software\\Classes\\{prog_id}\\CLSID]
+@="{class_id}"
+
+[HKEY_LOCAL_MACHINE\\Software\\Classes\\CLSID\\{class_id}{server}]
+@="{path}"
+"ThreadingModel"="Apartment"
+""")
+        file = self.folder / "others.reg"
+        file.write_text("Windows Registry Editor Version 5.00\n\n" + "\n".join(keys),
+                        encoding="utf-16", newline="\r\n")
+        return f"wine reg import '{windows(file)}' >/dev/null; "
+
     def pvgroup(self, *arguments):
         environment = dict(os.environ, PVGROUP_DATA=str(self.data), PVGROUP_CODEPAGE="1252")
         done = subprocess.run([PVGROUP, *arguments], capture_output=True, text=True,
@@ -135,6 +155,45 @@ class Scripts(WindowsTest):
     def test_bad_input(self):
         self.check_script("bad_input.vbs", 30)
 
+    def test_address_books(self):
+        viewer = self.program("viewer.exe")
+        files = [self.folder / name for name in ("ready", "lines.txt", "stop")]
+        words = " ".join(f"'{windows(file)}'" for file in files)
+        _, out, err = run(
+            self.others({"Cardweave.Converter": 0}) +
+            f"(wine '{windows(viewer)}' {words} & viewer=$!; "
+            f"for i in $(seq 300); do [ -f '{files[0]}' ] || sleep 0.1; done; "
+            f"{self.script('address_book.vbs')}; touch '{files[2]}'; wait $viewer; echo viewer $?)")
+        self.assertIn("viewer 0\n", out)
+        self.check_output("address_book.vbs", 75, out, err)
+        lines = files[1].read_text().splitlines()
+        book = lines[:lines.index("3 1 CreateInst succeeded") + 1]
+        for wanted in ("CreateInst Start", "Valid Format Selected: PST", "SilentMode: On",
+                       "Distribution Lists: 0", "GetAddressBookCount=2",
+                       "AddressBook contact count:2"):
+            self.assertIn("3 1 " + wanted, book)
+        for wanted in ("EOF: CurrentContact = 3", "EOF: RecordCount = 2",
+                       "INVALID Format Selected: WAB", "CreateInst failed"):
+            self.assertIn("3 1 " + wanted, lines)
+
+    def test_groups_in_databases(self):
+        ado = [r"HKLM\Software\Classes\ADODB." + name for name in ("Connection", "Recordset")]
+        kept = [windows(self.folder / f"ado{number}.reg") for number in range(2)]
+        save = "".join(f"wine reg export '{k}' '{f}' /y >/dev/null; " for k, f in zip(ado, kept))
+        drop = "".join(f"wine reg delete '{key}' /f >/dev/null; " for key in ado)
+        restore = "".join(f"wine reg import '{file}' >/dev/null; " for file in kept)
+        steps = {
+            "system": "",
+            "none": save + drop,
+            "others": self.others({"ADODB.Connection": 1, "ADODB.Recordset": 2}),
+        }
+        for whose, before in steps.items():
+            self.data = self.folder / whose
+            self.data.mkdir()
+            after = restore if whose == "others" else ""
+            _, out, err = run(f"{before}{self.script('ado_group.vbs', whose)}; {after}")
+            self.check_output("ado_group.vbs " + whose, 7 if whose == "none" else 8, out, err)
+
     def test_registry(self):
         key = r"HKEY_CURRENT_USER\Software\Parvane Test"
         values = self.folder / "values.reg"
@@ -156,6 +215,32 @@ class Scripts(WindowsTest):
 """, encoding="utf-16", newline="\r\n")
         self.check_output("registry.vbs", 95, *run(
             f"wine reg import '{windows(values)}' >/dev/null && " + self.script("registry.vbs"))[1:])
+
+
+class Examples(WindowsTest):
+    """What the release folder has beside the component, as somebody new to it would use it."""
+
+    def test_register_create_walk(self):
+        shutil.copytree(ROOT / "examples" / "windows", self.folder, dirs_exist_ok=True)
+        (self.folder / "x86").mkdir()
+        shutil.copy(DLL, self.folder / "x86")
+        ours = windows(folder / DLL.name)
+        code, out, err = run(
+            f"wine regsvr32 /s /u '{ours}'; cd '{self.folder}'; "
+            f"export PVGROUP_DATA='{windows(self.data)}'; "
+            "wine cmd /c register.cmd && wine cscript //nologo create.js People && "
+            "wine cscript //nologo walk.vbs && wine cscript //nologo walk.vbs PEOPLE; "
+            "wine cscript //nologo walk.vbs nobody; echo code $?; "
+            "wine cmd /c register.cmd remove; "
+            f"wine reg query 'HKLM\\Software\\Classes\\PVGroupMan.Groups' >/dev/null 2>&1 || "
+            f"echo gone; wine regsvr32 /s '{ours}'")
+        self.assertEqual(out.splitlines(), [
+            "Done.", "Group People has 2 recipients", "Groups in " + windows(self.data) + "\\",
+            "  People", "anna@example.org", "bert@example.org", "2 recipients",
+            "Error 2409 from Groups::OpenGroup: The Group could not be opened as it no longer "
+            "exists.", "code 1", "Done.", "gone"], out + err)
+        self.assertEqual(code, 0)
+        self.assertEqual(self.verify(), 1)
 
 
 class Programs(WindowsTest):
@@ -282,7 +367,10 @@ def main():
     with tempfile.TemporaryDirectory(prefix="pv-windows-") as made:
         folder = pathlib.Path(made)
         shutil.copy(DLL, folder)
-        code, out, err = run(f"wine regsvr32 /s {folder}/{DLL.name}")
+        # Windows can be opened though there is no screen.
+        code, out, err = run(
+            r"wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null && "
+            f"wine regsvr32 /s {folder}/{DLL.name}")
         if code != 0:
             print(f"regsvr32 failed with {code}: {out}{err}")
             return 1
