@@ -9,6 +9,15 @@
 namespace pv::automation {
 namespace {
 
+// Whether the arguments are all there, in the declared order: they can be handed on as they are.
+bool IsArranged(const Member& member, const Call& call) {
+  if (!call.named.empty() || call.arguments.size() != member.arguments.size()) return false;
+  for (std::size_t i = 0; i < call.arguments.size(); ++i) {
+    if (call.arguments[i].IsMissing() && !member.arguments[i].optional) return false;
+  }
+  return true;
+}
+
 // Puts positional and named arguments into the declared order. `arguments` grows to the declared
 // number; those left out are Missing.
 void Arrange(const Member& member, Call& call, std::vector<Value>* arranged) {
@@ -81,7 +90,7 @@ MemberTable& MemberTable::Append(Member member, std::optional<std::int32_t> id) 
 
 std::int32_t MemberTable::IdOfName(std::string_view name) const {
   for (const Member& member : members_) {
-    if (EqualsIgnoreCase(member.name, name)) return member.id;
+    if (member.name == name || EqualsIgnoreCase(member.name, name)) return member.id;
   }
   return Object::kNoSuchId;
 }
@@ -110,9 +119,10 @@ Value MemberTable::Dispatch(Object& object, std::int32_t id, Call& call) const {
       Call inner{kCallMethodOrGet, call.arguments, call.named};
       return held->Dispatch(kDefaultId, inner);
     }
-    Arrange(*member, call, &arranged);
     // The object must outlive the call even when the member drops the caller's last reference.
     const Ref<Object> hold(&object);
+    if (IsArranged(*member, call)) return member->call(object, call.arguments.data());
+    Arrange(*member, call, &arranged);
     Value result = member->call(object, arranged.data());
     HandBack(*member, arranged, call);
     return result;

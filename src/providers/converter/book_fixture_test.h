@@ -55,8 +55,24 @@ inline std::vector<std::string> MembersOf(Roster* roster, std::string_view list)
 
 // "2024-02-29", with the time of day unless it is midnight; "" when there is none.
 inline std::string DateText(const Contact& contact, PropertyTag tag) {
-  const automation::Value* const value = contact.Find(tag);
-  return value != nullptr ? value->ToText() : "";
+  const auto value = contact.Find(tag);
+  return value ? value->ToText() : "";
+}
+
+// Every property of every contact is the same whether it is asked for alone or with all others.
+inline void ExpectPartsAsTheWhole(Roster* roster) {
+  for (std::uint32_t i = 0; i < roster->count(); ++i) {
+    const Contact whole = ReadContact(roster, i);
+    for (std::size_t p = 0; p < whole.property_count(); ++p) {
+      Wanted wanted;
+      wanted.Add(whole.TagAt(p));
+      ASSERT_FALSE(wanted.everything());
+      Contact part;
+      ASSERT_TRUE(roster->ReadSome(i, wanted, &part).ok());
+      EXPECT_EQ(part.Find(whole.TagAt(p)), whole.Find(whole.TagAt(p)))
+          << "contact " << i << ", property " << std::hex << whole.TagAt(p);
+    }
+  }
 }
 
 // Files in memory.

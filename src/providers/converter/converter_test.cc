@@ -111,6 +111,22 @@ TEST_F(ConverterTest, ContactsByPositionAndId) {
             automation::kErrSubscript);
 }
 
+// What was asked of a contact is read ahead of the next ones; whatever is asked of those, and
+// however much, they have it.
+TEST_F(ConverterTest, WhatIsAskedOfOneContactDoesNotMatterToTheNext) {
+  OpenBook();
+  const Ref<Object> contacts = Contacts();
+  for (std::int32_t i = 0; i < 40; ++i) {
+    const Ref<Object> ann = GetDefault(contacts, {1}).ToObject();
+    const Ref<Object> bob = GetDefault(contacts, {2}).ToObject();
+    EXPECT_TRUE(CallMember(ann, "GetProperty", {0x60000000 + i}).IsEmpty());
+    EXPECT_EQ(CallMember(ann, "GetProperty", {0x3A420040}), Value(automation::Date{29280}));
+    EXPECT_EQ(CallMember(bob, "GetProperty", {0x3001001E}).ToText(), "Bob");
+    EXPECT_EQ(CallMember(bob, "GetProperty", {0x3002001E}).ToText(), "SMTP");
+    EXPECT_EQ(GetProperty(GetProperty(ann, "Properties").ToObject(), "Count").ToI4(), 5);
+  }
+}
+
 TEST_F(ConverterTest, MembersWithoutAContactAreContactsWhenListsAreIncluded) {
   OpenBook();
   const Ref<Object> contacts = Contacts();

@@ -56,11 +56,9 @@ class DamageTest : public BookTest {
         ASSERT_LT(list, (*roster)->lists().size());
       }
       // What hosts see is text.
-      for (const Contact::Property& property : contact.properties()) {
-        const std::string* const text = property.second.TryGet<std::string>();
-        if (text != nullptr) {
-          EXPECT_TRUE(IsValidUtf8(*text)) << *text;
-        }
+      for (std::size_t p = 0; p < contact.property_count(); ++p) {
+        const std::string_view text = contact.Text(contact.TagAt(p));
+        EXPECT_TRUE(IsValidUtf8(text)) << text;
       }
     }
     for (std::uint32_t i = 0; i < (*roster)->lists().size(); ++i) {

@@ -210,10 +210,10 @@ class JoinedBook : public Book {
 
   std::uint32_t count() const override { return count_; }
 
-  Status Read(std::uint32_t position, Contact* contact) override {
+  Status ReadSome(std::uint32_t position, const Wanted& wanted, Contact* contact) override {
     const auto after = std::upper_bound(first_.begin(), first_.end(), position);
     const auto number = static_cast<std::size_t>(after - first_.begin()) - 1;
-    return books_[number]->Read(position - first_[number], contact);
+    return books_[number]->ReadSome(position - first_[number], wanted, contact);
   }
 
  private:

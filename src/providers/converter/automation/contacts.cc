@@ -17,8 +17,8 @@ using automation::TextArray;
 using automation::Value;
 
 PropertyTags::PropertyTags(const Contact& contact) {
-  tags_.reserve(contact.properties().size());
-  for (const Contact::Property& property : contact.properties()) tags_.push_back(property.first);
+  tags_.reserve(contact.property_count());
+  for (std::size_t i = 0; i < contact.property_count(); ++i) tags_.push_back(contact.TagAt(i));
 }
 
 std::int32_t PropertyTags::Item(std::int32_t Index) const {
@@ -36,12 +36,25 @@ const automation::MemberTable& PropertyTags::Members() const {
 }
 
 ConverterContact::ConverterContact(std::shared_ptr<Roster> roster, std::uint32_t position)
-    : roster_(std::move(roster)), position_(position) {
-  ThrowUnlessOk(roster_->Read(position, &contact_), "Contacts::GetContactFromID");
+    : roster_(std::move(roster)), position_(position), contact_(roster_->TakeContact()) {
+  Read(roster_->asked());
 }
 
+void ConverterContact::Read(const Wanted& wanted) const {
+  read_ = {};
+  ThrowUnlessOk(roster_->ReadSome(position_, wanted, contact_.get()), "Contacts::GetContactFromID");
+  read_ = wanted;
+}
+
+const Contact& ConverterContact::Whole() const {
+  if (!read_.everything()) Read(Wanted::Everything());
+  return *contact_;
+}
+
+ConverterContact::~ConverterContact() { roster_->GiveBack(std::move(contact_)); }
+
 Ref<PropertyTags> ConverterContact::GetProperties() const {
-  return MakeObject<PropertyTags>(contact_);
+  return MakeObject<PropertyTags>(Whole());
 }
 
 Value ConverterContact::GetDistributionLists() const {
@@ -59,10 +72,12 @@ Value ConverterContact::GetProperty(const Value& PropertyID) const {
     if (EqualsIgnoreCase(*name, "DistributionLists")) return GetDistributionLists();
   }
   tag = static_cast<PropertyTag>(PropertyID.ToI4());
-  const Value* const value = contact_.Find(tag);
-  if (value == nullptr) return {};
+  roster_->Ask(tag);
+  if (!read_.Has(tag)) Whole();
+  std::optional<Value> value = contact_->Find(tag);
+  if (!value) return {};
   const TextArray* const texts = value->TryGet<TextArray>();
-  if (texts == nullptr) return *value;
+  if (texts == nullptr) return *std::move(value);
   std::string joined;
   for (const std::string& text : *texts) joined.append(joined.empty() ? "" : "; ").append(text);
   return joined;

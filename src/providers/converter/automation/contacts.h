@@ -28,26 +28,32 @@ class PropertyTags : public automation::Object {
   std::vector<PropertyTag> tags_;
 };
 
-// One contact as it was when it was asked for.
+// One contact as it was when it was asked for. A walk asks the same of every contact: what was
+// asked of those before it is read at once, and the rest when it is asked for.
 class ConverterContact : public automation::Object {
  public:
   static constexpr const char* kClassName = "Contact";
 
   // Reads the contact at a position; throws automation::Error.
   ConverterContact(std::shared_ptr<Roster> roster, std::uint32_t position);
+  ~ConverterContact() override;
 
   std::int32_t GetId() const { return static_cast<std::int32_t>(position_ + 1); }
   automation::Ref<PropertyTags> GetProperties() const;
-  automation::Value GetCategories() const { return contact_.categories(); }
+  automation::Value GetCategories() const { return Whole().categories(); }
   automation::Value GetDistributionLists() const;
   automation::Value GetProperty(const automation::Value& PropertyID) const;
 
   const automation::MemberTable& Members() const override;
 
  private:
+  void Read(const Wanted& wanted) const;
+  const Contact& Whole() const;
+
   std::shared_ptr<Roster> roster_;
   std::uint32_t position_;
-  Contact contact_;
+  std::unique_ptr<Contact> contact_;
+  mutable Wanted read_;  // what of it is there
 };
 
 class ConverterContacts : public automation::Object {

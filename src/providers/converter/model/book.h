@@ -11,6 +11,7 @@
 
 #include "base/status.h"
 #include "providers/converter/model/contact.h"
+#include "providers/converter/model/wanted.h"
 
 namespace pv::converter {
 
@@ -85,7 +86,12 @@ class Book {
   // Reads the contact at a position below count() into `contact`, which is cleared first. Reading
   // the positions in order is linear. Fails when the file cannot be read any more, or was changed
   // so that the contact is not where it was.
-  virtual Status Read(std::uint32_t position, Contact* contact) = 0;
+  Status Read(std::uint32_t position, Contact* contact) {
+    return ReadSome(position, Wanted::Everything(), contact);
+  }
+
+  // The same; what is not wanted may be left out, and what that leads to be wrong.
+  virtual Status ReadSome(std::uint32_t position, const Wanted& wanted, Contact* contact) = 0;
 
   // The distribution lists, in the order of the book. Members may lead anywhere: back to their own
   // list, too.
@@ -103,7 +109,7 @@ class Book {
 class LoadedBook : public Book {
  public:
   std::uint32_t count() const override { return static_cast<std::uint32_t>(contacts_.size()); }
-  Status Read(std::uint32_t position, Contact* contact) override {
+  Status ReadSome(std::uint32_t position, const Wanted&, Contact* contact) override {
     *contact = contacts_[position];
     return Status::Ok();
   }

@@ -2,7 +2,7 @@
 #include "providers/converter/model/contact.h"
 
 #include <algorithm>
-#include <optional>
+#include <utility>
 
 #include "base/text.h"
 
@@ -12,63 +12,117 @@ namespace {
 constexpr std::int64_t kSecondsPerDay = 86'400;
 constexpr double kUnixEpoch = 25'569;  // 1970-01-01 in days since 1899-12-30
 
+// Up to this many of a kind are searched one by one.
+constexpr std::size_t kFew = 64;
+
 bool IsBlank(std::string_view text) {
+  if (!text.empty() && text.front() > ' ') return false;  // nearly always
   return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
 }  // namespace
 
-automation::Value* Contact::Slot(PropertyTag tag) {
-  for (Property& property : properties_) {
-    if (property.first == tag) return &property.second;
+Contact::Index& Contact::Large() {
+  if (!index_) index_.emplace();
+  return *index_;
+}
+
+const Contact::Property* Contact::Slot(PropertyTag tag) const {
+  if (properties_.size() > kFew) {
+    const auto found = index_->properties.find(tag);
+    return found != index_->properties.end() ? &properties_[found->second] : nullptr;
+  }
+  for (const Property& property : properties_) {
+    if (property.tag == tag) return &property;
   }
   return nullptr;
 }
 
-const automation::Value* Contact::Find(PropertyTag tag) const {
-  return const_cast<Contact*>(this)->Slot(tag);
+void Contact::Append(PropertyTag tag, Property::Kept kept, Place place) {
+  properties_.push_back({tag, kept, place});
+  if (properties_.size() <= kFew) return;
+  auto& known = Large().properties;
+  for (std::size_t i = known.size(); i < properties_.size(); ++i) known[properties_[i].tag] = i;
+}
+
+Contact::Place Contact::Keep(std::string_view text) {
+  const std::size_t offset = texts_.size();
+  texts_.append(text);
+  return {offset, text.size()};
+}
+
+std::string_view Contact::TextOf(const Property& property) const {
+  switch (property.kept) {
+    case Property::Kept::kText:
+      return At(property.place);
+    case Property::Kept::kLines:
+      return lines_[property.place.offset];
+    case Property::Kept::kValue:
+      break;
+  }
+  const auto* const text = values_[property.place.offset].TryGet<std::string>();
+  return text != nullptr ? std::string_view(*text) : std::string_view();
+}
+
+std::optional<automation::Value> Contact::Find(PropertyTag tag) const {
+  const Property* const property = Slot(tag);
+  if (property == nullptr) return std::nullopt;
+  if (property->kept == Property::Kept::kValue) return values_[property->place.offset];
+  return automation::Value(TextOf(*property));
 }
 
 std::string_view Contact::Text(PropertyTag tag) const {
-  const automation::Value* const value = Find(tag);
-  const std::string* const text = value != nullptr ? value->TryGet<std::string>() : nullptr;
-  return text != nullptr ? std::string_view(*text) : std::string_view();
+  const Property* const property = Slot(tag);
+  return property != nullptr ? TextOf(*property) : std::string_view();
 }
 
 void Contact::Clear() {
   properties_.clear();
-  properties_.reserve(24);
+  texts_.clear();
+  lines_.clear();
+  values_.clear();
   categories_.clear();
   addresses_.clear();
+  index_.reset();
 }
 
 void Contact::AddText(PropertyTag tag, std::string_view text) {
-  if (!IsBlank(text) && Slot(tag) == nullptr) properties_.emplace_back(tag, text);
+  if (!IsBlank(text) && !Has(tag)) Append(tag, Property::Kept::kText, Keep(text));
 }
 
 void Contact::PutText(PropertyTag tag, std::string_view text) {
   if (IsBlank(text)) return;
-  if (automation::Value* const there = Slot(tag)) {
-    there->AssignText(text);
-  } else {
-    properties_.emplace_back(tag, text);
+  const Property* const there = Slot(tag);
+  if (there == nullptr) {
+    Append(tag, Property::Kept::kText, Keep(text));
+    return;
   }
+  Property& property = properties_[static_cast<std::size_t>(there - properties_.data())];
+  property.kept = Property::Kept::kText;
+  property.place = Keep(text);
 }
 
 void Contact::AddLine(PropertyTag tag, std::string_view text) {
   if (IsBlank(text)) return;
-  automation::Value* const there = Slot(tag);
+  const Property* const there = Slot(tag);
   if (there == nullptr) {
-    properties_.emplace_back(tag, text);
-  } else if (const std::string* const lines = there->TryGet<std::string>()) {
-    std::string longer = *lines;
-    longer.append("\n").append(text);
-    *there = automation::Value(std::move(longer));
+    Append(tag, Property::Kept::kText, Keep(text));
+    return;
   }
+  Property& property = properties_[static_cast<std::size_t>(there - properties_.data())];
+  if (property.kept == Property::Kept::kValue) return;
+  if (property.kept == Property::Kept::kText) {
+    lines_.emplace_back(At(property.place));
+    property.kept = Property::Kept::kLines;
+    property.place = {lines_.size() - 1, 0};
+  }
+  lines_[property.place.offset].append("\n").append(text);
 }
 
 void Contact::Add(PropertyTag tag, automation::Value value) {
-  if (Slot(tag) == nullptr) properties_.emplace_back(tag, std::move(value));
+  if (Has(tag)) return;
+  values_.push_back(std::move(value));
+  Append(tag, Property::Kept::kValue, {values_.size() - 1, 0});
 }
 
 void Contact::AddDate(PropertyTag tag, const CivilDate& date) {
@@ -83,8 +137,14 @@ void Contact::AddUnixTime(PropertyTag tag, std::int64_t seconds) {
 
 void Contact::AddCategory(std::string_view name) {
   name = TrimBlanks(name);
-  if (name.empty() ||
-      std::find(categories_.begin(), categories_.end(), name) != categories_.end()) {
+  if (name.empty()) return;
+  if (categories_.size() >= kFew) {
+    auto& known = Large().categories;
+    if (known.empty()) {
+      for (const std::string& there : categories_) known.emplace(there, true);
+    }
+    if (!known.emplace(name, true).second) return;
+  } else if (std::find(categories_.begin(), categories_.end(), name) != categories_.end()) {
     return;
   }
   categories_.emplace_back(name);
@@ -93,19 +153,34 @@ void Contact::AddCategory(std::string_view name) {
 void Contact::AddAddress(std::string_view address) {
   address = TrimBlanks(address);
   if (IsBlank(address)) return;
-  for (const std::string& there : addresses_) {
-    if (EqualsIgnoreCase(there, address)) return;
+  if (addresses_.size() >= kFew) {
+    auto& known = Large().addresses;
+    if (known.empty()) {
+      for (const Place& there : addresses_) known.emplace(At(there), true);
+    }
+    if (!known.emplace(address, true).second) return;
+  } else {
+    for (const Place& there : addresses_) {
+      if (EqualsIgnoreCase(At(there), address)) return;
+    }
   }
-  addresses_.emplace_back(address);
+  addresses_.push_back(Keep(address));
+}
+
+std::vector<std::string> Contact::addresses() const {
+  std::vector<std::string> texts;
+  texts.reserve(addresses_.size());
+  for (const Place& place : addresses_) texts.emplace_back(At(place));
+  return texts;
 }
 
 void Contact::Finish() {
   if (!addresses_.empty()) {
-    AddText(kEmail, addresses_.front());
+    if (!Has(kEmail)) Append(kEmail, Property::Kept::kText, addresses_.front());
     AddText(kAddressType, "SMTP");
-    if (addresses_.size() > 1) Add(kAllAddresses, addresses_);
+    if (addresses_.size() > 1) Add(kAllAddresses, addresses());
   }
-  if (Slot(kDisplayName) == nullptr) {
+  if (!Has(kDisplayName)) {
     std::string name;
     for (const PropertyTag part : {kGivenName, kMiddleName, kSurname}) {
       const std::string_view text = TrimBlanks(Text(part));

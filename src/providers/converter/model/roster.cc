@@ -43,10 +43,12 @@ Status Roster::Connect() {
   if (!wanted.empty()) {
     std::size_t open = wanted.size();
     Contact contact;
+    Wanted addresses;
+    addresses.Add(kEmail);
     for (std::uint32_t position = 0; position < own_count() && open > 0; ++position) {
-      PV_RETURN_IF_ERROR(book_->Read(position, &contact));
-      for (const std::string& address : contact.addresses()) {
-        const auto found = wanted.find(address);
+      PV_RETURN_IF_ERROR(book_->ReadSome(position, addresses, &contact));
+      for (std::size_t i = 0; i < contact.address_count(); ++i) {
+        const auto found = wanted.find(contact.AddressAt(i));
         if (found == wanted.end() || found->second != kUnknown) continue;
         found->second = position;
         --open;
@@ -94,8 +96,8 @@ Status Roster::Connect() {
   return Status::Ok();
 }
 
-Status Roster::Read(std::uint32_t position, Contact* contact) {
-  if (position < own_count()) return book_->Read(position, contact);
+Status Roster::ReadSome(std::uint32_t position, const Wanted& wanted, Contact* contact) {
+  if (position < own_count()) return book_->ReadSome(position, wanted, contact);
   const Loose& loose = loose_[position - own_count()];
   contact->Clear();
   contact->AddText(kDisplayName, loose.name.empty() ? loose.address : loose.name);

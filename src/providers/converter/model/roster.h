@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/status.h"
@@ -26,8 +27,11 @@ class Roster {
   std::uint32_t own_count() const { return book_->count(); }
   std::uint32_t count() const { return book_->count() + static_cast<std::uint32_t>(loose_.size()); }
 
-  // As Book::Read, for positions below count().
-  Status Read(std::uint32_t position, Contact* contact);
+  // As those of Book, for positions below count().
+  Status Read(std::uint32_t position, Contact* contact) {
+    return ReadSome(position, Wanted::Everything(), contact);
+  }
+  Status ReadSome(std::uint32_t position, const Wanted& wanted, Contact* contact);
 
   const std::vector<DistributionList>& lists() const { return book_->lists(); }
 
@@ -39,6 +43,16 @@ class Roster {
   std::vector<std::uint32_t> ContactsOf(std::uint32_t list) const;
 
   const Notes& notes() const { return book_->notes(); }
+
+  // The properties that hosts have asked for so far, and one that they ask for now.
+  const Wanted& asked() const { return asked_; }
+  void Ask(PropertyTag tag) { asked_.Add(tag); }
+
+  // A contact to read into; one that is given back when it is done with need not be made anew.
+  std::unique_ptr<Contact> TakeContact() {
+    return spare_ != nullptr ? std::move(spare_) : std::make_unique<Contact>();
+  }
+  void GiveBack(std::unique_ptr<Contact> contact) { spare_ = std::move(contact); }
 
  private:
   struct Pair {
@@ -64,6 +78,8 @@ class Roster {
   std::vector<Pair> contacts_of_list_;
   std::vector<Pair> outer_lists_;  // from a list to one that contains it
   std::vector<Pair> inner_lists_;
+  Wanted asked_;
+  std::unique_ptr<Contact> spare_;
 };
 
 }  // namespace pv::converter

@@ -42,7 +42,7 @@ class LdifBook : public Book {
       : file_(std::move(file)), name_(std::move(name)), profile_(profile), lines_(file_.get()) {}
 
   std::uint32_t count() const override { return static_cast<std::uint32_t>(offsets_.size()); }
-  Status Read(std::uint32_t position, Contact* contact) override;
+  Status ReadSome(std::uint32_t position, const Wanted& wanted, Contact* contact) override;
 
   Status Open();
 
@@ -63,6 +63,8 @@ class LdifBook : public Book {
   std::vector<std::string> list_names_;      // their names as entries
   std::vector<PropertyTag> weak_;            // properties that may still be replaced
   CivilDate birthday_;
+  LdifFilter filter_{Wanted()};
+  LdifAttribute attribute_;
 };
 
 void LdifBook::Close(Seen* seen) {
@@ -74,16 +76,10 @@ void LdifBook::Close(Seen* seen) {
   *seen = Seen{};
 }
 
-// The attributes of the first pass, by length and name.
-bool IsNamed(std::string_view name, std::string_view lower) {
-  if (name.size() != lower.size()) return false;
-  for (std::size_t i = 0; i < name.size(); ++i) {
-    if (LowerAscii(name[i]) != lower[i]) return false;
-  }
-  return true;
-}
-
 Status LdifBook::Scan() {
+  static constexpr std::string_view kNames[] = {"dn",   "cn", "changetype", "givenname",
+                                                "mail", "sn", "objectclass"};
+  static const LdifFilter kTelling{kNames};
   Seen seen;
   LineReader::Line line;
   bool any_entry = false;
@@ -108,12 +104,14 @@ Status LdifBook::Scan() {
                    ": a line without a colon is left out");
       continue;
     }
-    const bool is_dn = IsNamed(name, "dn");
+    const bool telling = kTelling.MayBegin(line.text);
+    const bool is_dn = telling && IsNamed(name, "dn");
     if (is_dn && seen.dn) Close(&seen);
     if (!seen.any) {
       seen.any = true;
       seen.offset = line.offset;
     }
+    if (!telling) continue;
     seen.dn = seen.dn || is_dn;
     any_entry = any_entry || is_dn;
     switch (LowerAscii(first)) {
@@ -132,17 +130,20 @@ Status LdifBook::Scan() {
         break;
       case 'o':
         if (IsNamed(name, "objectclass")) {
-          folded.assign(value);
-          while (true) {
-            PV_ASSIGN_OR_RETURN(const int next, lines_.Peek());
-            if (next != ' ' || folded.size() > 1000) break;
-            PV_RETURN_IF_ERROR(lines_.Next(&line).status());
-            folded.append(line.text.substr(1));
+          const int after = lines_.TryPeek();
+          if (mark != ' ' || after < 0 || after == ' ') {
+            folded.assign(value);
+            while (true) {
+              PV_ASSIGN_OR_RETURN(const int next, lines_.Peek());
+              if (next != ' ' || folded.size() > 1000) break;
+              PV_RETURN_IF_ERROR(lines_.Next(&line).status());
+              folded.append(line.text.substr(1));
+            }
+            if (mark == ':') folded = DecodeBase64(folded).value_or("");
+            value = folded;
           }
-          if (mark == ':') folded = DecodeBase64(folded).value_or("");
-          for (char& c : folded) c = LowerAscii(c);
           seen.classes = true;
-          const EntryClass kind = EntryClassOf(TrimBlanks(folded));
+          const EntryClass kind = EntryClassOf(TrimBlanks(value));
           seen.person = seen.person || kind == EntryClass::kPerson;
           seen.group = seen.group || kind == EntryClass::kGroup;
           seen.nobody = seen.nobody || kind == EntryClass::kNobody;
@@ -184,7 +185,7 @@ Status LdifBook::ReadLists() {
 
 Status LdifBook::ReadList(std::uint64_t offset) {
   lines_.Seek(offset);
-  LdifEntryReader entry(&lines_, profile_, LdifEntryReader::Which::kAll);
+  LdifEntryReader entry(&lines_, profile_);
   LdifAttribute attribute;
   DistributionList list;
   std::string dn;
@@ -194,17 +195,17 @@ Status LdifBook::ReadList(std::uint64_t offset) {
     if (!more) break;
     attribute.Decode();
     if (!attribute.usable || attribute.options) continue;
-    const std::string& name = attribute.name;
+    const std::string_view name = attribute.name;
     std::string value = Utf8OrAnsi(TrimSpace(attribute.value));
     if (value.empty()) continue;
-    if (name == "dn") {
+    if (IsNamed(name, "dn")) {
       dn = std::move(value);
-    } else if (name == "member" || name == "uniquemember") {
+    } else if (IsNamed(name, "member") || IsNamed(name, "uniquemember")) {
       list.members.push_back(Member::OfAddress({}, std::move(value)));
-    } else if (name == "displayname" && profile_ == LdifProfile::kDirectory) {
+    } else if (IsNamed(name, "displayname") && profile_ == LdifProfile::kDirectory) {
       list.name = std::move(value);
       displayed = true;
-    } else if (name == "cn" && list.name.empty() && !displayed) {
+    } else if (IsNamed(name, "cn") && list.name.empty() && !displayed) {
       list.name = std::move(value);
     } else {
       const LdifMeaning& meaning = attribute.meaning;
@@ -237,11 +238,11 @@ Status LdifBook::Connect() {
   LdifAttribute attribute;
   for (std::uint32_t i = 0; i < count() && open > 0; ++i) {
     lines_.Seek(offsets_[i]);
-    LdifEntryReader entry(&lines_, profile_, LdifEntryReader::Which::kAll);
+    LdifEntryReader entry(&lines_, profile_);
     while (true) {
       PV_ASSIGN_OR_RETURN(const bool more, entry.Next(&attribute));
       if (!more) break;
-      if (attribute.name != "dn") continue;
+      if (!IsNamed(attribute.name, "dn")) continue;
       attribute.Decode();
       const auto found = targets.find(NormalDn(Utf8OrAnsi(attribute.value)));
       if (found != targets.end() && found->second.kind == Member::Kind::kAddress) {
@@ -317,7 +318,7 @@ void LdifBook::Apply(LdifMeaning meaning, std::string_view value, Contact* conta
       break;
     }
     case LdifUse::kWeak:
-      if (contact->Find(meaning.tag) == nullptr && !TrimSpace(value).empty()) {
+      if (!contact->Has(meaning.tag) && !TrimSpace(value).empty()) {
         weak_.push_back(meaning.tag);
         contact->AddText(meaning.tag, value);
       }
@@ -360,13 +361,14 @@ void LdifBook::Apply(LdifMeaning meaning, std::string_view value, Contact* conta
   }
 }
 
-Status LdifBook::Read(std::uint32_t position, Contact* contact) {
+Status LdifBook::ReadSome(std::uint32_t position, const Wanted& wanted, Contact* contact) {
+  if (wanted != filter_.wanted()) filter_ = LdifFilter(wanted);
   contact->Clear();
   weak_.clear();
   birthday_ = {};
   lines_.Seek(offsets_[position]);
-  LdifEntryReader entry(&lines_, profile_, LdifEntryReader::Which::kMeaningful);
-  LdifAttribute attribute;
+  LdifEntryReader entry(&lines_, profile_, &filter_);
+  LdifAttribute& attribute = attribute_;
   PV_ASSIGN_OR_RETURN(const int first, lines_.Peek());
   if (first < 0) {
     return Status::IoError(name_ + ": contact " + std::to_string(position + 1) +
@@ -378,7 +380,7 @@ Status LdifBook::Read(std::uint32_t position, Contact* contact) {
     attribute.Decode();
     if (!attribute.usable) {
       notes_.Add(name_ + ": contact " + std::to_string(position + 1) + ": the value of " +
-                 attribute.name + " cannot be read and is left out");
+                 std::string(attribute.name) + " cannot be read and is left out");
       continue;
     }
     Apply(attribute.meaning, attribute.value, contact);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/text.h"
 #include "providers/converter/book_fixture_test.h"
 #include "providers/converter/readers/ldif_entry.h"
 
@@ -34,7 +35,7 @@ TEST_F(LdifBookTest, VariantsUrlsAndChangesAreLeftOut) {
       "dn: cn=box\nobjectclass: person\nobjectclass: computer\ncn: box\n\n"
       "dn: cn=plain\nmail: plain@x\n");
   EXPECT_EQ(Everybody(book.get()), (Texts{"A", "New", "plain@x"}));
-  EXPECT_EQ(ReadContact(book.get(), 0).Find(kComment), nullptr);
+  EXPECT_FALSE(ReadContact(book.get(), 0).Has(kComment));
   // A value that nobody wants may be as it likes; one that is wanted is told of.
   EXPECT_EQ(
       book->notes().Texts(),
@@ -63,6 +64,42 @@ TEST_F(LdifBookTest, MeaningsOfTheLessUsualAttributes) {
   EXPECT_EQ(contact.Text(kManagerName), "Boss, The");
   EXPECT_EQ(DateText(contact, kLastModification), "2024-02-29 13:45:10");
   EXPECT_EQ(DateText(contact, kBirthday), "1980-02-29");
+  ExpectPartsAsTheWhole(book.get());
+}
+
+TEST_F(LdifBookTest, PropertiesOneByOne) {
+  const auto book = OpenText(
+      "LDIF",
+      "dn: cn=x\nGIVENNAME: Ann\nsn: Lee\nL: Town\nl: Other\nc: x\nco: Land\no;lang-ja: no\n"
+      "O: Example\nou: Dep\nmobile: 1\nmail: a@x\nmozillaSecondEmail: b@x\nModifyTimestamp: "
+      "1237281794\n"
+      "description:: Zm\n 9v\nst\n reet: Way\ntitle: T\n\ndn: cn=y\ncn: Bob\nsn: B\n");
+  EXPECT_EQ(ReadContact(book.get(), 0).Text(kDisplayName), "Ann Lee");
+  EXPECT_EQ(ReadContact(book.get(), 0).Text(kBusinessCountry), "Land");
+  EXPECT_EQ(ReadContact(book.get(), 0).Text(kComment), "foo");
+  EXPECT_EQ(ReadContact(book.get(), 1).Text(kDisplayName), "Bob");
+  ExpectPartsAsTheWhole(book.get());
+}
+
+TEST(LdifNames, EveryAttributeOfAPropertyPassesItsFilter) {
+  for (const char* const* name = DirectoryAttributes(); *name != nullptr; ++name) {
+    const LdifMeaning meaning = MeaningOf(*name, LdifProfile::kAddressBook);
+    if (meaning.use == LdifUse::kNone) continue;
+    Wanted wanted;
+    wanted.Add(meaning.tag);
+    const LdifFilter filter(wanted);
+    for (const char* const end : {":", ": x", ":: eA==", ";lang-ja: x"}) {
+      EXPECT_TRUE(filter.MayBegin(*name + std::string(end))) << *name;
+      EXPECT_TRUE(filter.MayBegin(ToUpper(*name) + std::string(end))) << *name;
+    }
+    EXPECT_EQ(MeaningOf(ToUpper(*name), LdifProfile::kAddressBook).tag, meaning.tag) << *name;
+  }
+  EXPECT_EQ(MeaningOf("description1", LdifProfile::kAddressBook).use, LdifUse::kNone);
+  EXPECT_EQ(MeaningOf("descriptiom", LdifProfile::kAddressBook).use, LdifUse::kNone);
+  // Not a letter in another case, though the bits say so.
+  EXPECT_EQ(MeaningOf("DISPLAY\rNAME", LdifProfile::kAddressBook).use, LdifUse::kNone);
+  EXPECT_EQ(MeaningOf("DISPLAY-NAME", LdifProfile::kAddressBook).tag, kDisplayName);
+  EXPECT_EQ(MeaningOf("", LdifProfile::kAddressBook).use, LdifUse::kNone);
 }
 
 TEST_F(LdifBookTest, MembersAreMatchedByNameThenByAddressThenByTheNameOfAList) {
@@ -101,7 +138,7 @@ TEST_F(LdifBookTest, LongLinesAreNotHeld) {
   const auto book = OpenText("LDIF", text);
   EXPECT_EQ(Everybody(book.get()), (Texts{"a@x", "B"}));
   const Contact contact = ReadContact(book.get(), 0);
-  EXPECT_EQ(contact.Find(kComment), nullptr);
+  EXPECT_FALSE(contact.Has(kComment));
   EXPECT_EQ(contact.Text(kBusinessCity), "Town");
   EXPECT_EQ(book->notes().Texts().size(), 1U);
 }

@@ -6,28 +6,13 @@
 
 namespace pv::converter {
 
-bool SplitLdifLine(std::string_view line, std::string_view* name, char* mark,
-                   std::string_view* value) {
-  const std::size_t colon = line.find(':');
-  if (colon == std::string_view::npos || colon == 0) return false;
-  *name = line.substr(0, colon);
-  std::string_view rest = line.substr(colon + 1);
-  *mark = ' ';
-  if (!rest.empty() && (rest.front() == ':' || rest.front() == '<')) {
-    *mark = rest.front();
-    rest.remove_prefix(1);
-  }
-  while (!rest.empty() && rest.front() == ' ') rest.remove_prefix(1);
-  *value = rest;
-  return true;
-}
-
 void LdifAttribute::Decode() {
   if (!base64 || !usable) return;
   base64 = false;
-  auto bytes = DecodeBase64(value);
-  usable = bytes.has_value();
-  if (bytes) value = std::move(*bytes);
+  std::string bytes;
+  usable = DecodeBase64(value, &bytes);
+  memory = std::move(bytes);
+  if (usable) value = memory;
 }
 
 Result<bool> LdifEntryReader::Next(LdifAttribute* attribute) {
@@ -38,6 +23,7 @@ Result<bool> LdifEntryReader::Next(LdifAttribute* attribute) {
       if (!more) return false;
     }
     if (line.text.empty()) return false;
+    if (filter_ != nullptr && !filter_->MayBegin(line.text)) continue;
     std::string_view name;
     std::string_view value;
     char mark = ' ';
@@ -49,11 +35,7 @@ Result<bool> LdifEntryReader::Next(LdifAttribute* attribute) {
     const std::size_t option = name.find(';');
     attribute->options = option != std::string_view::npos;
     if (attribute->options) name = name.substr(0, option);
-    char lower[64];
-    if (name.size() > sizeof lower) continue;  // no attribute that anybody knows
-    for (std::size_t i = 0; i < name.size(); ++i) lower[i] = LowerAscii(name[i]);
-    name = {lower, name.size()};
-    if (name == "dn") {
+    if (IsNamed(name, "dn")) {
       if (had_dn_) {
         lines_->Seek(line.offset);
         return false;
@@ -62,26 +44,38 @@ Result<bool> LdifEntryReader::Next(LdifAttribute* attribute) {
     }
     attribute->meaning = MeaningOf(name, profile_);
     // The lines that continue it are passed over like those of a comment.
-    const bool known = attribute->meaning.use != LdifUse::kNone && !attribute->options;
-    if (which_ == Which::kMeaningful && !known) continue;
-    attribute->name.assign(name);
-    attribute->usable = mark != '<' && !line.cut;
-    attribute->value.assign(value);
-    while (true) {
-      int first = lines_->TryPeek();
-      if (first < 0) {
-        PV_ASSIGN_OR_RETURN(first, lines_->Peek());
-      }
-      if (first != ' ') break;
-      PV_RETURN_IF_ERROR(lines_->Next(&line).status());
-      if (line.cut || attribute->value.size() + line.text.size() > LineReader::kLongest) {
-        attribute->usable = false;
-      }
-      if (attribute->usable) attribute->value.append(line.text.substr(1));
+    if (filter_ != nullptr) {
+      const bool known = attribute->meaning.use != LdifUse::kNone && !attribute->options;
+      if (!known || !filter_->wanted().Has(attribute->meaning.tag)) continue;
     }
+    attribute->name = name;
+    attribute->value = value;
     attribute->base64 = mark == ':';
+    attribute->usable = mark != '<' && !line.cut;
+    const int first = lines_->TryPeek();
+    if (first < 0 || first == ' ') PV_RETURN_IF_ERROR(Unfold(attribute));
     return true;
   }
+}
+
+// Joins the value and the lines that continue it, if any do: that cannot be seen at the end of what
+// the line reader holds.
+Status LdifEntryReader::Unfold(LdifAttribute* attribute) {
+  folded_name_.assign(attribute->name);
+  attribute->memory.assign(attribute->value);
+  while (true) {
+    PV_ASSIGN_OR_RETURN(const int first, lines_->Peek());
+    if (first != ' ') break;
+    LineReader::Line line;
+    PV_RETURN_IF_ERROR(lines_->Next(&line).status());
+    if (line.cut || attribute->memory.size() + line.text.size() > LineReader::kLongest) {
+      attribute->usable = false;
+    }
+    if (attribute->usable) attribute->memory.append(line.text.substr(1));
+  }
+  attribute->name = folded_name_;
+  attribute->value = attribute->memory;
+  return Status::Ok();
 }
 
 namespace {

@@ -14,43 +14,60 @@
 
 namespace pv::converter {
 
+// Name and value are those of the file's own bytes, and gone with the next attribute.
 struct LdifAttribute {
-  std::string name;      // in lower case, without options
-  LdifMeaning meaning;   // as a property of a contact
-  bool options = false;  // it had some, as in "cn;lang-ja"
-  bool base64 = false;   // the value is to be decoded
-  bool usable = true;    // false for a URL, damaged base64, or a value that is too long
-  std::string value;     // any bytes once it is decoded
+  std::string_view name;   // as it is written, without options
+  LdifMeaning meaning;     // as a property of a contact
+  bool options = false;    // it had some, as in "cn;lang-ja"
+  bool base64 = false;     // the value is to be decoded
+  bool usable = true;      // false for a URL, damaged base64, or a value that is too long
+  std::string_view value;  // any bytes once it is decoded
 
   // Decodes the value where that is to be done. Few of an entry's attributes are wanted, so the
   // reader leaves it to those who want one.
   void Decode();
+
+  std::string memory;  // for values that do not stand in one piece in the file
 };
 
 // Goes through the attributes of the entry at which `lines` stands. Folded lines are put together,
 // comments left out. An entry ends at a blank line, the end of the file, or a second dn.
 class LdifEntryReader {
  public:
-  enum class Which : std::uint8_t { kAll, kMeaningful };
-
-  // With kMeaningful, attributes that are no property of a contact are passed over.
-  LdifEntryReader(LineReader* lines, LdifProfile profile, Which which)
-      : lines_(lines), profile_(profile), which_(which) {}
+  // With a filter, all attributes but those of the properties that it wants are passed over.
+  LdifEntryReader(LineReader* lines, LdifProfile profile, const LdifFilter* filter = nullptr)
+      : lines_(lines), profile_(profile), filter_(filter) {}
 
   // False after the last attribute.
   Result<bool> Next(LdifAttribute* attribute);
 
  private:
+  Status Unfold(LdifAttribute* attribute);
+
   LineReader* lines_;
   LdifProfile profile_;
-  Which which_;
+  const LdifFilter* filter_;
   bool had_dn_ = false;
+  std::string folded_name_;
 };
 
 // Splits "attribute: value", "attribute:: base64", "attribute:< url" at the colon; false for a
 // line that is none of them. `mark` is ':' or '<', or ' ' for a plain value.
-bool SplitLdifLine(std::string_view line, std::string_view* name, char* mark,
-                   std::string_view* value);
+inline bool SplitLdifLine(std::string_view line, std::string_view* name, char* mark,
+                          std::string_view* value) {
+  const std::size_t colon = line.find(':');
+  if (colon == std::string_view::npos || colon == 0) return false;
+  *name = line.substr(0, colon);
+  line.remove_prefix(colon + 1);
+  *mark = ' ';
+  if (!line.empty() && (line.front() == ':' || line.front() == '<')) {
+    *mark = line.front();
+    line.remove_prefix(1);
+  }
+  while (!line.empty() && line.front() == ' ') line.remove_prefix(1);
+  *value = line;
+  return true;
+}
 
 // The parts of a distinguished name, outermost last; attribute names in lower case, values
 // unescaped.

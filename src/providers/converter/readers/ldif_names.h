@@ -2,10 +2,13 @@
 #ifndef PV_PROVIDERS_CONVERTER_READERS_LDIF_NAMES_H_
 #define PV_PROVIDERS_CONVERTER_READERS_LDIF_NAMES_H_
 
+#include <array>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "providers/converter/model/property_tags.h"
+#include "providers/converter/model/wanted.h"
 
 namespace pv::converter {
 
@@ -34,10 +37,40 @@ struct LdifMeaning {
   PropertyTag tag = 0;
 };
 
-// The meaning of an attribute by its name in lower case.
+// Whether a name is the one given in lower case; letter case of ASCII letters is ignored. The first
+// asks that of two of the same length.
+bool HasLettersOf(std::string_view name, std::string_view lower);
+inline bool IsNamed(std::string_view name, std::string_view lower) {
+  return name.size() == lower.size() && HasLettersOf(name, lower);
+}
+
+// The meaning of an attribute by its name, letter case ignored.
 LdifMeaning MeaningOf(std::string_view attribute, LdifProfile profile);
 
-// What kind of entry an object class (in lower case) makes.
+// Tells from the first three characters of a line that it begins none of some attributes: nearly
+// all lines of an entry are of no interest to one who wants a few properties.
+class LdifFilter {
+ public:
+  // The attributes with these names, in lower case.
+  explicit LdifFilter(std::span<const std::string_view> names);
+  // The attributes behind the wanted properties, and the entry's name.
+  explicit LdifFilter(const Wanted& wanted);
+
+  bool MayBegin(std::string_view line) const {
+    if (line.size() < 3) return true;
+    return (more_[line[0] & 31] >> ((line[1] ^ line[2]) & 31) & 1) != 0;
+  }
+  const Wanted& wanted() const { return wanted_; }
+
+ private:
+  void Add(std::string_view name);
+
+  Wanted wanted_;
+  // By the first character, which others come behind it. Letter case is in bit 5 and left out.
+  std::array<std::uint32_t, 32> more_{};
+};
+
+// What kind of entry an object class (letter case ignored) makes.
 enum class EntryClass : std::uint8_t { kOther, kPerson, kGroup, kNobody };
 EntryClass EntryClassOf(std::string_view object_class);
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <utility>
 #include <vector>
 
@@ -80,6 +81,7 @@ constexpr Column kColumns[] = {
 enum Scope : std::uint32_t { kCards = 0, kLists = 1 };
 
 constexpr std::uint32_t kColumnCount = static_cast<std::uint32_t>(std::size(kColumns));
+static_assert(kColumnCount <= 64);
 
 // The moment of LastModifiedDate in seconds from 1970: old programs wrote it in hexadecimal, and
 // eight digits cannot be anything else.
@@ -91,7 +93,7 @@ std::int64_t Modified(std::string_view text) {
   return ParseDecimal(text).value_or(0);
 }
 
-std::int32_t SmallNumber(const std::string& text) {
+std::int32_t SmallNumber(std::string_view text) {
   const auto number = ParseDecimal(TrimBlanks(text));
   return number && *number < 10'000 ? static_cast<std::int32_t>(*number) : 0;
 }
@@ -101,7 +103,7 @@ class MabBook : public Book {
   Status Open(std::string text, const std::string& name);
 
   std::uint32_t count() const override { return static_cast<std::uint32_t>(cards_.size()); }
-  Status Read(std::uint32_t position, Contact* contact) override;
+  Status ReadSome(std::uint32_t position, const Wanted& wanted, Contact* contact) override;
 
  private:
   std::string Cell(const MorkFile::Row& row, Use use) const;
@@ -109,13 +111,23 @@ class MabBook : public Book {
 
   MorkFile mork_;
   std::vector<const MorkFile::Row*> cards_;
-  std::vector<std::pair<std::uint32_t, Member>> by_id_;  // what a card's number leads to
+  // What a card's number leads to: a position among the cards or the lists.
+  struct Target {
+    std::uint32_t id;
+    Member::Kind kind;
+    std::uint32_t position;
+  };
+  std::vector<Target> by_id_;  // while the lists are read
+  Wanted wanted_;              // what these columns are for, one bit each
+  std::uint64_t columns_ = 0;
+  std::string decoded_;
 };
 
 std::string MabBook::Cell(const MorkFile::Row& row, Use use) const {
   for (const MorkFile::Cell& cell : row.cells) {
     if (cell.column < kColumnCount && kColumns[cell.column].use == use) {
-      return mork_.Decode(cell.value);
+      std::string decoded;
+      return std::string(mork_.Decode(cell.value, &decoded));
     }
   }
   return {};
@@ -143,15 +155,15 @@ Status MabBook::Open(std::string text, const std::string& name) {
     if (!list_by_name.empty()) {
       const auto inner = list_by_name.find(Cell(*row, Use::kAddress));
       if (inner != list_by_name.end()) {
-        by_id_.emplace_back(row->id, Member::OfList(inner->second));
+        by_id_.push_back({row->id, Member::Kind::kList, inner->second});
         continue;
       }
     }
-    by_id_.emplace_back(row->id, Member::OfContact(count()));
+    if (!lists.empty()) by_id_.push_back({row->id, Member::Kind::kContact, count()});
     cards_.push_back(row);
   }
-  std::sort(by_id_.begin(), by_id_.end(),
-            [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::stable_sort(by_id_.begin(), by_id_.end(),
+                   [](const Target& a, const Target& b) { return a.id < b.id; });
   for (const MorkFile::Row* const row : lists) ReadList(*row);
   by_id_.clear();
   by_id_.shrink_to_fit();
@@ -164,33 +176,46 @@ void MabBook::ReadList(const MorkFile::Row& row) {
   list.nickname = Cell(row, Use::kListNick);
   list.description = Cell(row, Use::kListDescription);
   std::vector<MorkFile::Cell> members;
+  std::string decoded;
   for (const MorkFile::Cell& cell : row.cells) {
     if (cell.column >= kColumnCount) members.push_back(cell);
   }
   std::sort(members.begin(), members.end(),
             [](const auto& a, const auto& b) { return a.column < b.column; });
   for (const MorkFile::Cell& cell : members) {
-    const auto id = ParseHex(mork_.Decode(cell.value));
+    const auto id = ParseHex(mork_.Decode(cell.value, &decoded));
     const auto found =
         std::lower_bound(by_id_.begin(), by_id_.end(), id.value_or(0),
-                         [](const auto& entry, std::uint32_t key) { return entry.first < key; });
-    if (id && found != by_id_.end() && found->first == *id) list.members.push_back(found->second);
+                         [](const Target& target, std::uint32_t key) { return target.id < key; });
+    if (id && found != by_id_.end() && found->id == *id) {
+      list.members.push_back({found->kind, found->position, {}, {}});
+    }
   }
   lists_.push_back(std::move(list));
 }
 
-Status MabBook::Read(std::uint32_t position, Contact* contact) {
+Status MabBook::ReadSome(std::uint32_t position, const Wanted& wanted, Contact* contact) {
   contact->Clear();
-  std::array<const MorkFile::Cell*, kColumnCount> cells{};
+  if (wanted != wanted_) {
+    columns_ = 0;
+    for (std::size_t i = 0; i < kColumnCount; ++i) {
+      if (wanted.Has(kColumns[i].tag)) columns_ |= std::uint64_t{1} << i;
+    }
+    wanted_ = wanted;
+  }
+  std::array<const MorkFile::Cell*, kColumnCount> cells;
+  std::uint64_t present = 0;
   for (const MorkFile::Cell& cell : cards_[position]->cells) {
-    if (cell.column < kColumnCount) cells[cell.column] = &cell;
+    if (cell.column >= kColumnCount || (columns_ >> cell.column & 1) == 0) continue;
+    present |= std::uint64_t{1} << cell.column;
+    cells[cell.column] = &cell;
   }
   CivilDate birthday;
   CivilDate anniversary;
-  for (std::uint32_t i = 0; i < kColumnCount; ++i) {
-    if (cells[i] == nullptr) continue;
+  for (; present != 0; present &= present - 1) {
+    const auto i = static_cast<std::size_t>(std::countr_zero(present));
     const Column& column = kColumns[i];
-    const std::string text = mork_.Decode(cells[i]->value);
+    const std::string_view text = mork_.Decode(cells[i]->value, &decoded_);
     CivilDate& date = column.tag == kBirthday ? birthday : anniversary;
     switch (column.use) {
       case Use::kText:

@@ -39,14 +39,37 @@ TEST_F(MabBookTest, ValuesAreUnescaped) {
   EXPECT_EQ(contact.Text(kEmail), "lit$eral");
 }
 
+TEST_F(MabBookTest, ARowMayBeInSeveralTables) {
+  const std::string tables =
+      "[1:^80(^86=a@x)][2:^80(^86=b@x)][3:^80(^86=c@x)]\n"
+      "{1:^80 {(k^84:c)(s=9)} 1 2}{2:^80 {(k^83:c)(s=9)} 2 1 2 3 1}\n";
+  EXPECT_EQ(Everybody(Make(tables).get()), (Texts{"b@x", "a@x", "c@x"}));
+  // Taken out of one of them, and back.
+  EXPECT_EQ(Everybody(Make(tables + "{1:^80 -1 }{2:^80 -2 }").get()), (Texts{"a@x", "c@x"}));
+  EXPECT_EQ(Everybody(Make(tables + "{1:^80 -2 }{2:^80 -2 2 }").get()),
+            (Texts{"a@x", "c@x", "b@x"}));
+  // A table that is emptied has no claim on its rows any more.
+  EXPECT_EQ(Everybody(Make(tables + "{-1:^80 }{-2:^80 3 2 }").get()), (Texts{"c@x", "b@x"}));
+}
+
+TEST_F(MabBookTest, PropertiesOneByOne) {
+  const auto book = Make(
+      "{1:^80 {(k^83:c)(s=9)} [1(^85=Ann)(^86=a@x)(SecondEmail=a2@x)(FirstName=A)(LastName=B)"
+      "(WorkAddress2=Flat)(WorkAddress=Way)(BirthYear=1980)(BirthMonth=2)(BirthDay=29)"
+      "(^8C=1237281794)(^87=note)] [2(FirstName=C)(LastName=D)]}\n");
+  EXPECT_EQ(ReadContact(book.get(), 0).Text(kBusinessStreet), "Way\nFlat");
+  EXPECT_EQ(ReadContact(book.get(), 1).Text(kDisplayName), "C D");
+  ExpectPartsAsTheWhole(book.get());
+}
+
 TEST_F(MabBookTest, RowsAreClearedMovedAndRemoved) {
   const auto book = Make(
       "{1:^80 {(k^83:c)(s=9)} [1(^86=a@x)(^87=note)] [2(^86=b@x)] [3(^86=c@x)(^87=n)] "
       "[4(^86=d@x)]\n"
       "}\n[-1:^80(^86=a2@x)]\n[3:^80 -(^87)(^86=c2@x)]{1:^80 {(k^83:c)(s=9)} -2 4!0 }\n");
   EXPECT_EQ(Everybody(book.get()), (Texts{"d@x", "a2@x", "c2@x"}));
-  EXPECT_EQ(ReadContact(book.get(), 1).Find(kComment), nullptr);
-  EXPECT_EQ(ReadContact(book.get(), 2).Find(kComment), nullptr);
+  EXPECT_FALSE(ReadContact(book.get(), 1).Has(kComment));
+  EXPECT_FALSE(ReadContact(book.get(), 2).Has(kComment));
 }
 
 TEST_F(MabBookTest, ATableCanBeEmptied) {

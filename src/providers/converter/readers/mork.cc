@@ -10,9 +10,10 @@
 #include "providers/converter/readers/mork.h"
 
 #include <algorithm>
-#include <cctype>
-#include <deque>
+#include <array>
+#include <utility>
 
+#include "base/text.h"
 #include "providers/converter/text/decode.h"
 
 namespace pv::converter {
@@ -27,21 +28,35 @@ constexpr std::uint32_t kNone = UINT32_MAX;
 constexpr std::size_t kMostMoves = 1'000;
 
 // Rows of no more cells are searched; longer ones, lists of many members, are put in order.
-constexpr std::size_t kFewCells = 64;
+constexpr std::uint32_t kFewCells = 64;
+
+// A value's end is looked for one by one up to here: most values are short.
+constexpr std::size_t kShort = 40;
 
 bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-}
+constexpr std::array<std::int8_t, 256> kHexDigits = [] {
+  std::array<std::int8_t, 256> digits{};
+  digits.fill(-1);
+  for (int i = 0; i < 10; ++i) digits[static_cast<std::size_t>('0' + i)] = std::int8_t(i);
+  for (int i = 0; i < 6; ++i) {
+    digits[static_cast<std::size_t>('A' + i)] = std::int8_t(10 + i);
+    digits[static_cast<std::size_t>('a' + i)] = std::int8_t(10 + i);
+  }
+  return digits;
+}();
+
+int HexDigit(char c) { return kHexDigits[static_cast<unsigned char>(c)]; }
 
 }  // namespace
 
-std::string MorkFile::Decode(Span span) const {
+std::string_view MorkFile::Decode(Span span, std::string* memory) const {
   const std::string_view raw = std::string_view(text_).substr(span.offset, span.size);
-  if (raw.find_first_of("\\$") == std::string_view::npos) return Utf8OrAnsi(raw);
+  if (raw.find('$') == std::string_view::npos && raw.find('\\') == std::string_view::npos) {
+    if (IsAscii(raw)) return raw;
+    *memory = Utf8OrAnsi(raw);
+    return *memory;
+  }
   std::string bytes;
   bytes.reserve(raw.size());
   for (std::size_t i = 0; i < raw.size(); ++i) {
@@ -57,7 +72,8 @@ std::string MorkFile::Decode(Span span) const {
       bytes += raw[i];
     }
   }
-  return Utf8OrAnsi(bytes);
+  *memory = Utf8OrAnsi(bytes);
+  return *memory;
 }
 
 class MorkParser {
@@ -93,7 +109,8 @@ class MorkParser {
   struct Table {
     bool wanted = false;
     std::vector<Place> order;
-    std::unordered_map<std::uint32_t, std::uint32_t> place_of;   // row to its place in `order`
+    // From a row to its place in `order`, when another table had the row first.
+    std::unordered_map<std::uint32_t, std::uint32_t> place_of;
     std::vector<std::pair<std::uint32_t, std::uint32_t>> moves;  // row to position
   };
 
@@ -111,12 +128,18 @@ class MorkParser {
     notes_->Add(name_ + ": byte " + std::to_string(at_) + ": " + what);
   }
 
-  void SkipBlank();
+  // Blanks and comments.
+  void SkipBlank() {
+    if (at_ < end_ && text_[at_] > ' ' && text_[at_] != '/') return;
+    SkipMoreBlank();
+  }
+  void SkipMoreBlank();
   void Content();
   void Transaction();
   void Dictionary();
   void ReadTable();
   std::uint32_t ReadRow(std::uint32_t table_scope);
+  void ReadCells(Row* row);
   void SkipNested(char open, char close);
   bool HexNumber(std::uint32_t* number);
   std::uint32_t Scope(std::uint32_t inherited);
@@ -126,7 +149,9 @@ class MorkParser {
   std::uint32_t ScopeOf(std::string_view name) const;
   std::uint32_t RowOf(std::uint32_t scope, std::uint32_t id);
   static void Settle(Row* row);
-  void Put(Table* table, std::uint32_t row);
+  std::uint32_t* PlaceOf(std::uint32_t table, std::uint32_t row);
+  void Put(std::uint32_t table, std::uint32_t row);
+  void Empty(std::uint32_t table);
   void Order();
 
   MorkFile* file_;
@@ -142,6 +167,8 @@ class MorkParser {
   std::unordered_map<std::uint64_t, std::uint32_t> table_of_;
   std::size_t at_ = 0;
   std::size_t end_ = 0;
+  std::string memory_;
+  std::vector<MorkFile::Cell> spare_cells_;
 };
 
 Status MorkFile::Parse(std::string text, const std::string& name, const Wanted& wanted,
@@ -172,8 +199,7 @@ std::uint32_t MorkParser::ScopeOf(std::string_view name) const {
                                        : kNone;
 }
 
-// Blanks and comments.
-void MorkParser::SkipBlank() {
+void MorkParser::SkipMoreBlank() {
   while (!AtEnd()) {
     if (IsSpace(Here())) {
       ++at_;
@@ -257,20 +283,26 @@ void MorkParser::Transaction() {
 
 bool MorkParser::HexNumber(std::uint32_t* number) {
   std::uint64_t value = 0;
-  const std::size_t start = at_;
-  while (!AtEnd() && HexDigit(Here()) >= 0) {
-    value = value * 16 + static_cast<std::uint64_t>(HexDigit(Here()));
+  std::size_t at = at_;
+  for (int digit; at < end_ && (digit = HexDigit(text_[at])) >= 0; ++at) {
+    value = value * 16 + static_cast<std::uint64_t>(digit);
     if (value > UINT32_MAX - 1) value = UINT32_MAX;  // no number of ours
-    ++at_;
   }
   *number = static_cast<std::uint32_t>(value);
-  return at_ > start;
+  return std::exchange(at_, at) != at;
 }
 
 // From behind "=" to the ")" that ends the value, which is passed over.
 MorkParser::Span MorkParser::Value() {
   const std::size_t start = at_;
-  std::size_t close = Find(')');
+  const std::size_t soon = std::min(end_, at_ + kShort);
+  std::size_t close = at_;
+  while (close < soon && text_[close] != ')' && text_[close] != '\\') ++close;
+  if (close < soon && text_[close] == ')') {
+    at_ = close + 1;
+    return {static_cast<std::uint32_t>(start), static_cast<std::uint32_t>(close - start)};
+  }
+  close = Find(')');
   while (true) {
     const std::size_t escape = text_.substr(at_, close - at_).find('\\');
     if (escape == std::string_view::npos) break;
@@ -310,7 +342,7 @@ void MorkParser::Dictionary() {
     const Span value = Value();
     if (!numbered || id == UINT32_MAX) continue;
     if (of_columns) {
-      const std::string name = file_->Decode(value);
+      const std::string_view name = file_->Decode(value, &memory_);
       columns_.At(id) = {value, ColumnOf(name), ScopeOf(name)};
     } else {
       values_.At(id) = value;
@@ -362,7 +394,7 @@ void MorkParser::ReadCell(CellUse use, Row* row, Table* table) {
       const ColumnAlias* const alias = columns_.Find(id);
       if (alias != nullptr) {
         column = alias->column;
-        is_kind = Text(alias->name) == "k";
+        is_kind = use == CellUse::kOfTable && Text(alias->name) == "k";
       }
     }
     if (!AtEnd() && Here() == ':') {
@@ -399,14 +431,14 @@ void MorkParser::ReadCell(CellUse use, Row* row, Table* table) {
     Value();
   }
   if (use == CellUse::kOfTable) {
-    if (is_kind) table->wanted = file_->Decode(value).ends_with(wanted_.kind);
+    if (is_kind) table->wanted = file_->Decode(value, &memory_).ends_with(wanted_.kind);
     return;
   }
   if (row == nullptr || column == kNone) return;
   if (use == CellUse::kRemove) value = {};
   if (row->cells.size() >= kFewCells) {
     row->cells.push_back({column, value});
-    if (row->cells.size() >= 2 * row->settled) Settle(row);
+    if (row->cells.size() >= 2 * std::size_t{row->settled}) Settle(row);
     return;
   }
   const auto there = std::find_if(row->cells.begin(), row->cells.end(),
@@ -431,14 +463,14 @@ void MorkParser::Settle(Row* row) {
     if (cells[i].value.size > 0) cells[kept++] = cells[i];
   }
   cells.resize(kept);
-  row->settled = std::max(kept, kFewCells);
+  row->settled = std::max(static_cast<std::uint32_t>(kept), kFewCells);
 }
 
 std::uint32_t MorkParser::RowOf(std::uint32_t scope, std::uint32_t id) {
   if (scope == kNone || id == UINT32_MAX) return kNone;
   if (const std::uint32_t* const found = rows_[scope].Find(id)) return *found;
   const auto place = static_cast<std::uint32_t>(file_->rows_.size());
-  file_->rows_.push_back({scope, id, {}, kFewCells});
+  file_->rows_.push_back({scope, id, {}, kFewCells, kNone, 0});
   rows_[scope].At(id) = place;
   return place;
 }
@@ -457,16 +489,29 @@ std::uint32_t MorkParser::ReadRow(std::uint32_t table_scope) {
   const std::uint32_t place = numbered ? RowOf(scope, id) : kNone;
   Row* const row = place != kNone ? &file_->rows_[place] : nullptr;
   if (anew && row != nullptr) row->cells.clear();
+  // The cells of a new row grow in memory that is there already.
+  const bool fresh = row != nullptr && row->cells.empty();
+  if (fresh) {
+    spare_cells_.clear();
+    row->cells.swap(spare_cells_);
+  }
+  ReadCells(row);
+  if (fresh) {
+    row->cells.swap(spare_cells_);
+    row->cells.assign(spare_cells_.begin(), spare_cells_.end());
+  }
+  return place;
+}
+
+// The cells of a row (null when it is not wanted), and the "]" behind them.
+void MorkParser::ReadCells(Row* row) {
   bool remove = false;
   while (true) {
     SkipBlank();
-    if (AtEnd()) {
-      Note("a row does not end");
-      return place;
-    }
+    if (AtEnd()) return Note("a row does not end");
     const char c = Here();
     ++at_;
-    if (c == ']') return place;
+    if (c == ']') return;
     if (c == '(') {
       ReadCell(remove ? CellUse::kRemove : CellUse::kSet, row, nullptr);
       remove = false;
@@ -478,11 +523,34 @@ std::uint32_t MorkParser::ReadRow(std::uint32_t table_scope) {
   }
 }
 
-void MorkParser::Put(Table* table, std::uint32_t row) {
-  if (row == kNone) return;
-  const auto [found, fresh] =
-      table->place_of.emplace(row, static_cast<std::uint32_t>(table->order.size()));
-  if (fresh) table->order.push_back({row});
+// Where a table keeps the place of one of its rows; null when it has not got the row.
+std::uint32_t* MorkParser::PlaceOf(std::uint32_t table, std::uint32_t row) {
+  if (row == kNone) return nullptr;
+  if (file_->rows_[row].table == table) return &file_->rows_[row].place;
+  const auto found = tables_[table].place_of.find(row);
+  return found != tables_[table].place_of.end() ? &found->second : nullptr;
+}
+
+void MorkParser::Put(std::uint32_t table, std::uint32_t row) {
+  if (row == kNone || PlaceOf(table, row) != nullptr) return;
+  std::vector<Place>& order = tables_[table].order;
+  const auto place = static_cast<std::uint32_t>(order.size());
+  if (file_->rows_[row].table == kNone) {
+    file_->rows_[row].table = table;
+    file_->rows_[row].place = place;
+  } else {
+    tables_[table].place_of.emplace(row, place);
+  }
+  order.push_back({row});
+}
+
+void MorkParser::Empty(std::uint32_t table) {
+  for (const Place& place : tables_[table].order) {
+    if (file_->rows_[place.row].table == table) file_->rows_[place.row].table = kNone;
+  }
+  tables_[table].order.clear();
+  tables_[table].place_of.clear();
+  tables_[table].moves.clear();
 }
 
 // One table from behind its "{" on.
@@ -499,12 +567,9 @@ void MorkParser::ReadTable() {
   const auto [known, fresh] = table_of_.emplace(std::uint64_t{scope} << 32 | id,
                                                 static_cast<std::uint32_t>(tables_.size()));
   if (fresh) tables_.emplace_back();
-  Table* const table = &tables_[known->second];
-  if (anew) {
-    table->order.clear();
-    table->place_of.clear();
-    table->moves.clear();
-  }
+  const std::uint32_t number = known->second;
+  Table* const table = &tables_[number];
+  if (anew) Empty(number);
   bool remove = false;
   while (true) {
     SkipBlank();
@@ -539,23 +604,26 @@ void MorkParser::ReadTable() {
       ++at_;
       row = ReadRow(scope);
     } else {
-      std::uint32_t number = 0;
-      if (!HexNumber(&number)) {
+      std::uint32_t row_id = 0;
+      if (!HexNumber(&row_id)) {
         ++at_;  // belongs to nothing
         continue;
       }
-      row = RowOf(Scope(scope), number);
+      row = RowOf(Scope(scope), row_id);
     }
     if (remove) {
-      const auto there = table->place_of.find(row);
-      if (there != table->place_of.end()) {
-        table->order[there->second].in = false;
-        table->place_of.erase(there);
+      if (const std::uint32_t* const there = PlaceOf(number, row)) {
+        table->order[*there].in = false;
+        if (file_->rows_[row].table == number) {
+          file_->rows_[row].table = kNone;
+        } else {
+          table->place_of.erase(row);
+        }
       }
       remove = false;
       continue;
     }
-    Put(table, row);
+    Put(number, row);
     if (!AtEnd() && Here() == '!') {
       ++at_;
       std::uint32_t position = 0;

@@ -56,7 +56,10 @@ class MorkFile {
     std::uint32_t scope = 0;  // position in the scopes given to Parse
     std::uint32_t id = 0;
     std::vector<Cell> cells;  // each column once, none with an empty value
-    std::size_t settled = 0;  // used while parsing
+    // Used while parsing.
+    std::uint32_t settled = 0;
+    std::uint32_t table = UINT32_MAX;  // the first table that has the row, and where
+    std::uint32_t place = 0;
   };
 
   // Files beyond this are refused.
@@ -78,8 +81,8 @@ class MorkFile {
   // The rows of the tables, in their order.
   const std::vector<const Row*>& rows() const { return ordered_; }
 
-  // What a cell holds, as UTF-8.
-  std::string Decode(Span span) const;
+  // What a cell holds, as UTF-8: a part of the text itself, or `memory` where it had to be made.
+  std::string_view Decode(Span span, std::string* memory) const;
 
  private:
   friend class MorkParser;

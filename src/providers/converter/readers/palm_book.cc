@@ -292,7 +292,7 @@ Result<std::vector<Contact>> ContactsFromPalm(const std::vector<PalmFields>& rec
         }
       } else if (phone.label < std::size(kPhoneTags)) {
         const PhoneTag& tags = kPhoneTags[phone.label];
-        contact.AddText(contact.Find(tags.first) == nullptr ? tags.first : tags.second, value);
+        contact.AddText(contact.Has(tags.first) ? tags.second : tags.first, value);
       }
     }
     if (fields.id != 0) {

@@ -111,7 +111,7 @@ class PstBook : public Book {
   Status Open();
 
   std::uint32_t count() const override { return static_cast<std::uint32_t>(places_.size()); }
-  Status Read(std::uint32_t position, Contact* contact) override;
+  Status ReadSome(std::uint32_t position, const Wanted& wanted, Contact* contact) override;
 
  private:
   struct Place {
@@ -343,7 +343,7 @@ void PstBook::ReadContact(const PstProperties& properties, Contact* contact) con
   contact->AddText(kComment, properties.Text(kBody));
 }
 
-Status PstBook::Read(std::uint32_t position, Contact* contact) {
+Status PstBook::ReadSome(std::uint32_t position, const Wanted&, Contact* contact) {
   contact->Clear();
   const Place& place = places_[position];
   PffItem message(library_);

@@ -150,7 +150,7 @@ void WabBook::AddContact(std::uint32_t number, const std::vector<RawProperty>& p
     }
   }
   // The folders of identities look like contacts without an address.
-  if (identity && contact.addresses().empty()) return;
+  if (identity && contact.address_count() == 0) return;
   contact.Finish();
   targets_.emplace(number, Member::OfContact(count()));
   contacts_.push_back(std::move(contact));

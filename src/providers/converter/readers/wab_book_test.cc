@@ -37,8 +37,8 @@ TEST_F(WabBookTest, PropertiesPassThroughByTheirTypes) {
   EXPECT_EQ(*contact.Find(0x3A550003), automation::Value(7));
   EXPECT_EQ(*contact.Find(kEntryId), automation::Value(automation::Bytes{5}));
   EXPECT_EQ(*contact.Find(0x3A40000B), automation::Value(true));
-  EXPECT_EQ(contact.Find(kBirthday), nullptr);
-  EXPECT_EQ(contact.Find(0x800B1102), nullptr);
+  EXPECT_FALSE(contact.Has(kBirthday));
+  EXPECT_FALSE(contact.Has(0x800B1102));
 }
 
 TEST_F(WabBookTest, DamagedRecordsAreToldOf) {

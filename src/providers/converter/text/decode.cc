@@ -120,41 +120,55 @@ std::string FromUtf16Le(std::string_view bytes) {
   return Utf8FromUtf16(units);
 }
 
-std::optional<std::string> DecodeBase64(std::string_view text) {
-  std::string bytes;
-  bytes.reserve(text.size() / 4 * 3 + 3);
+namespace {
+
+// What a character of base64 stands for: 0 to 63, or one of these.
+constexpr std::uint8_t kPadding = 64;
+constexpr std::uint8_t kBlank = 65;
+constexpr std::uint8_t kNotBase64 = 66;
+
+constexpr std::array<std::uint8_t, 256> kBase64 = [] {
+  std::array<std::uint8_t, 256> table{};
+  table.fill(kNotBase64);
+  constexpr std::string_view kDigits =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  for (std::size_t i = 0; i < kDigits.size(); ++i) {
+    table[static_cast<unsigned char>(kDigits[i])] = static_cast<std::uint8_t>(i);
+  }
+  for (const char c : kSpace) table[static_cast<unsigned char>(c)] = kBlank;
+  table[static_cast<unsigned char>('=')] = kPadding;
+  return table;
+}();
+
+}  // namespace
+
+bool DecodeBase64(std::string_view text, std::string* bytes) {
+  bytes->clear();
+  bytes->reserve(text.size() / 4 * 3 + 3);
   std::uint32_t bits = 0;
   int held = 0;
   bool padded = false;
   for (const char c : text) {
-    std::uint32_t value;
-    if (c >= 'A' && c <= 'Z') {
-      value = static_cast<std::uint32_t>(c - 'A');
-    } else if (c >= 'a' && c <= 'z') {
-      value = static_cast<std::uint32_t>(c - 'a') + 26;
-    } else if (c >= '0' && c <= '9') {
-      value = static_cast<std::uint32_t>(c - '0') + 52;
-    } else if (c == '+') {
-      value = 62;
-    } else if (c == '/') {
-      value = 63;
-    } else if (c == '=') {
-      padded = true;
+    const std::uint8_t value = kBase64[static_cast<unsigned char>(c)];
+    if (value >= kPadding) {
+      if (value == kNotBase64) return false;
+      padded = padded || value == kPadding;
       continue;
-    } else if (kSpace.find(c) != std::string_view::npos) {
-      continue;
-    } else {
-      return std::nullopt;
     }
-    if (padded) return std::nullopt;
+    if (padded) return false;
     bits = bits << 6 | value;
     held += 6;
     if (held >= 8) {
       held -= 8;
-      bytes += static_cast<char>(bits >> held & 0xFF);
+      *bytes += static_cast<char>(bits >> held & 0xFF);
     }
   }
-  if (held == 6) return std::nullopt;  // one letter alone holds no byte
+  return held != 6;  // one letter alone holds no byte
+}
+
+std::optional<std::string> DecodeBase64(std::string_view text) {
+  std::string bytes;
+  if (!DecodeBase64(text, &bytes)) return std::nullopt;
   return bytes;
 }
 

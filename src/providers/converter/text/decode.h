@@ -21,6 +21,8 @@ std::string FromUtf16Le(std::string_view bytes);
 // The decoded bytes; nothing when the text is not base64. Blanks inside are passed over, and
 // padding may be missing.
 std::optional<std::string> DecodeBase64(std::string_view text);
+// The same; false when it is none, and then anything may be in `bytes`.
+bool DecodeBase64(std::string_view text, std::string* bytes);
 
 // Header text with its =?charset?Q?...?= words decoded; words in an unknown character set or with
 // damaged content stay as they are. The rest is taken as by Utf8OrAnsi.
