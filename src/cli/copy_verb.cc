@@ -1,4 +1,5 @@
 // The verb copy: the recipients of one group into another, of whatever kinds. Tested by tests/cli.
+#include <algorithm>
 #include <cstdio>
 #include <optional>
 
@@ -176,6 +177,11 @@ class CopyRejects {
   std::unique_ptr<OutputStream> rows_, reasons_;
 };
 
+// Whether a connection string is that of a database in a file.
+bool IsFileDatabase(const std::string& connection) {
+  return ToLower(connection).find("sqlite") != std::string::npos;
+}
+
 void PrintAccount(const CommonOptions& common, const ImportCounts& counts,
                   const CopyRejects& rejects) {
   const auto n = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
@@ -210,35 +216,93 @@ void PrintAccount(const CommonOptions& common, const ImportCounts& counts,
   std::fflush(stdout);
 }
 
-// Into a table of a database. `group` has the source; a new group `name` is made of the table when
-// `catalogue` is given.
-ExitCode CopyIntoDatabase(const CommonOptions& common, const GroupEntry& from, GroupCursor* cursor,
-                          const CopyArguments& arguments,
-                          const automation::Ref<ado::CDataSource>& source, const std::string& table,
+// The fields of a group as --map puts them into a table: under which names, and from where.
+struct MappedFields {
+  std::vector<CursorField> fields;
+  std::vector<std::size_t> sources;  // positions of the cursor's fields
+  std::string address_field;         // as it is mapped
+};
+
+MappedFields MapFields(const GroupCursor& cursor, const std::vector<std::string>& mappings) {
+  std::vector<std::optional<std::string>> names;
+  for (const CursorField& field : cursor.fields()) names.emplace_back(field.name);
+  for (const std::string& mapping : mappings) {
+    const std::size_t equals = mapping.rfind('=');
+    if (equals == mapping.npos) {
+      throw Failure(kUsage, "--map \"" + mapping + "\": it must read FIELD=COLUMN");
+    }
+    const std::size_t field = cursor.Get(TrimBlanks(std::string_view(mapping).substr(0, equals)));
+    const std::string name(TrimBlanks(std::string_view(mapping).substr(equals + 1)));
+    names[field] = name.empty() ? std::nullopt : std::optional(name);
+  }
+  const auto address = cursor.Find(cursor.address_field());
+  MappedFields mapped;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (!names[i]) continue;
+    if (i == address) mapped.address_field = *names[i];
+    mapped.fields.push_back(cursor.fields()[i]);
+    mapped.fields.back().name = *names[i];
+    mapped.sources.push_back(i);
+  }
+  return mapped;
+}
+
+// A group in a database that rows are copied into.
+struct CopyTarget {
+  automation::Ref<ado::CDataSource> source;
+  std::string table;                  // as the user calls it
+  std::optional<WrittenTable> known;  // as the definition of an existing group writes it
+};
+
+ExitCode CopyIntoDatabase(const CommonOptions& common, const GroupEntry& from, OpenedGroup* opened,
+                          const CopyArguments& arguments, const CopyTarget& to,
                           Catalogue* catalogue) {
-  SqlGroup into(source, automation::MakeObject<ado::CADOGroupProperties>());
-  const SqlDialect dialect = AskDialect(source);
+  GroupCursor* const cursor = opened->cursor();
+  const MappedFields mapped = MapFields(*cursor, arguments.mappings);
+  SqlGroup into(to.source, automation::MakeObject<ado::CADOGroupProperties>());
   DatabaseTarget target;
+  target.dialect = AskDialect(to.source);
   target.connection = into.Connection();
-  target.table = table;
-  target.left_brace = dialect.left;
-  target.right_brace = dialect.right;
-  target.address_field = cursor->address_field();
+  target.secrets = into.connection_text();
+  if (opened->sql() != nullptr && opened->sql()->connection_text() == target.secrets &&
+      IsFileDatabase(target.secrets)) {
+    // Whoever writes such a database waits for all that read it.
+    target.connection = opened->sql()->Connection();
+  }
+  std::optional<SqlGroup> again;
+  target.reconnect = [&] {
+    again.emplace(to.source, automation::MakeObject<ado::CADOGroupProperties>());
+    return again->Connection();
+  };
+  target.tables = to.known ? std::vector{*to.known} : WaysToWrite(target.dialect, to.table);
+  target.may_create = !to.known;
+  if (target.tables.empty()) {
+    throw Failure(kUsage, "the database cannot be asked for a table \"" + to.table + "\"");
+  }
+  target.address_field = mapped.address_field;
   target.on_duplicate = arguments.options.on_duplicate;
   const std::unique_ptr<RowSink> sink = MakeDatabaseSink(target);
-  CopyRejects rejects(cursor->fields(), arguments.options.rejects, "group " + from.name,
-                      common.yes);
+  std::string stem = "group " + from.name;
+  std::replace(stem.begin(), stem.end(), '/', '_');
+  CopyRejects rejects(mapped.fields, arguments.options.rejects, stem, common.yes);
   std::optional<Failure> failure;
   const StopOnInterrupt stop;
   bool stopped = false;
+  sink->Begin(mapped.fields, [&](const std::vector<Cell>& cells, const std::string& reason) {
+    rejects.Add(cells, reason);
+  });
+  for (const std::string& note : sink->notes()) {
+    if (common.json) {
+      Tell(note);
+    } else {
+      std::printf("%s\n", Harmless(note).c_str());
+    }
+  }
   try {
-    sink->Begin(cursor->fields(), [&](const std::vector<Cell>& cells, const std::string& reason) {
-      rejects.Add(cells, reason);
-    });
-    std::vector<Cell> cells(cursor->fields().size());
+    std::vector<Cell> cells(mapped.fields.size());
     while (!stopped && cursor->Next()) {
       if (cursor->deleted()) continue;
-      for (std::size_t i = 0; i < cells.size(); ++i) cursor->Read(i, &cells[i]);
+      for (std::size_t i = 0; i < cells.size(); ++i) cursor->Read(mapped.sources[i], &cells[i]);
       sink->Put(cells);
       stopped = stop.asked();
     }
@@ -252,16 +316,21 @@ ExitCode CopyIntoDatabase(const CommonOptions& common, const GroupEntry& from, G
   } catch (const Failure& f) {
     if (!failure) failure = f;
   }
-  PrintAccount(common, sink->counts(), rejects);
-  if (catalogue != nullptr && (!failure || sink->counts().added > 0)) {
-    SaveSqlGroup(catalogue, arguments.to, source, DefineTable(source, {table, {}}));
+  const ImportCounts& counts = sink->counts();
+  PrintAccount(common, counts, rejects);
+  if (catalogue != nullptr && (!failure || counts.added > 0)) {
+    try {
+      SaveSqlGroup(catalogue, arguments.to, to.source, DefineTable(to.source, {to.table, {}}));
+    } catch (const Failure& f) {
+      if (!failure) failure = f;
+    }
   }
   if (failure) throw *failure;
   if (stopped) {
-    Tell("interrupted");
+    Tell("interrupted; " + std::to_string(counts.added) + " rows were added and are in");
     return kInterrupted;
   }
-  return sink->counts().rejected > 0 ? kFindings : kDone;
+  return counts.rejected > 0 ? kFindings : kDone;
 }
 
 ExitCode Copy(const CommonOptions& common, CopyArguments arguments) {
@@ -284,25 +353,26 @@ ExitCode Copy(const CommonOptions& common, CopyArguments arguments) {
   }
   OpenedGroup opened(catalogue, from, {});
   if (database) {
-    if (!arguments.mappings.empty() || options.dry_run || !options.folder.empty()) {
-      throw Failure(kUsage, "--map, --dry-run and --folder are for copies into tables of ours");
+    if (options.dry_run || !options.folder.empty()) {
+      throw Failure(kUsage, "--dry-run and --folder are for copies into tables of ours");
     }
     if (to == nullptr) {
       if (arguments.table.empty() || arguments.source.empty()) {
         throw Failure(kUsage, "a new group in a database needs --source and --table");
       }
-      return CopyIntoDatabase(common, from, opened.cursor(), arguments,
-                              SourceFor(arguments.source, arguments.to), arguments.table,
-                              &catalogue);
+      const CopyTarget target = {SourceFor(arguments.source, arguments.to), arguments.table, {}};
+      return CopyIntoDatabase(common, from, &opened, arguments, target, &catalogue);
     }
-    const SqlGroup target(*to);
-    if (target.properties()->GetFilterMethod() != 0) {
-      throw Failure(kUsage, "group \"" + to->name +
-                                "\" is a statement: there is no table to copy "
-                                "into");
+    const SqlGroup group(*to);
+    const ado::CADOGroupProperties& definition = *group.properties();
+    if (definition.GetFilterMethod() != 0) {
+      throw Failure(kUsage,
+                    "group \"" + to->name + "\" is a statement: there is no table to copy into");
     }
-    return CopyIntoDatabase(common, from, opened.cursor(), arguments, target.source(),
-                            UnquotedTable(*target.properties()), nullptr);
+    const CopyTarget target = {
+        group.source(), UnquotedTable(definition),
+        WrittenTable{definition.GetTable(), definition.GetLeftBrace(), definition.GetRightBrace()}};
+    return CopyIntoDatabase(common, from, &opened, arguments, target, nullptr);
   }
   for (const std::string& mapping : arguments.mappings) {
     options.mappings.push_back(ParseMapping(mapping));
@@ -334,7 +404,7 @@ void AddCopyVerb(Verb app, CommonOptions* common) {
   verb.AddOption("--table", &arguments->table, "For a new group: the database's table")
       .TypeName("TABLE");
   verb.AddOption("--map", &arguments->mappings,
-                 "COLUMN=FIELD puts a field of FROM into another; for a new group "
+                 "COLUMN=FIELD puts a field of FROM into another; for a new table of ours "
                  "COLUMN=FIELD:TYPE sets the type; COLUMN= leaves it out")
       .TypeName("COLUMN=FIELD")
       .Repeats();

@@ -18,6 +18,7 @@ struct CursorField {
   std::string name;
   // As a field of a table of ours would be: the same letters, a length of 0 where none is known.
   FieldShape shape;
+  bool bytes = false;  // its text is the hexadecimal digits of bytes
   bool numeric() const { return IsNumeric(shape.type); }
 };
 

@@ -26,6 +26,7 @@ using automation::ValueType;
 namespace {
 
 constexpr std::int32_t kSingle = 4;
+constexpr std::int32_t kGuid = 72;
 constexpr std::int32_t kDbDate = 133;
 constexpr std::int32_t kDbTime = 134;
 
@@ -78,6 +79,10 @@ void SetMoment(automation::Date date, std::int32_t ado_type, Cell* cell) {
 bool IsNumberType(std::int32_t ado_type) {
   const groups::PVGroupFieldType type = groups::TypeOfAdo(ado_type);
   return type == groups::PVGroupFieldType::kNumber || type == groups::PVGroupFieldType::kCurrency;
+}
+
+bool IsBytesType(std::int32_t ado_type) {
+  return ado_type == 128 || ado_type == 204 || ado_type == 205;
 }
 
 // Calls a method or reads a property without arguments.
@@ -164,6 +169,10 @@ FieldShape ShapeOfAdo(std::int32_t ado_type, std::int32_t size, std::int32_t pre
     case 7:
     case 135:
       return {'T', 8, 0};
+    case kDbTime:
+      return {'C', 12, 0};  // with milliseconds
+    case kGuid:
+      return {'C', 38, 0};
     default:
       break;
   }
@@ -191,7 +200,8 @@ RecordsetCursor::RecordsetCursor(const Ref<Object>& recordset)
     fields_.push_back({GetProperty(field, "Name").ToText(),
                        ShapeOfAdo(types_.back(), GetProperty(field, "DefinedSize").ToI4(),
                                   GetProperty(field, "Precision").ToI4(),
-                                  GetProperty(field, "NumericScale").ToI4())});
+                                  GetProperty(field, "NumericScale").ToI4()),
+                       IsBytesType(types_.back())});
     sources_.push_back({field, automation::GetIdOfName(field, "Value")});
   }
 }

@@ -10,6 +10,7 @@
 #include "cli/group_cursor.h"
 #include "cli/import_options.h"
 #include "cli/listing.h"
+#include "cli/sql_definition.h"
 #include "pvgroupman/automation/object.h"
 
 namespace pv::cli {
@@ -30,7 +31,7 @@ class RowSink {
   // every row stand in this order.
   virtual void Begin(const std::vector<CursorField>& fields, OnRejected on_rejected) = 0;
 
-  // One row. A Failure means that nothing more can be taken; what Finish would have kept is kept.
+  // One row. A Failure means that nothing more can be taken; what was written before is kept.
   virtual void Put(const std::vector<Cell>& cells) = 0;
 
   // Writes what was gathered and makes it last.
@@ -38,19 +39,28 @@ class RowSink {
 
   // Every row of which it is known what became of it.
   virtual const ImportCounts& counts() const = 0;
+
+  // What Begin made or left out, in sentences for people.
+  virtual const std::vector<std::string>& notes() const = 0;
 };
 
 // A table of a database to be filled.
 struct DatabaseTarget {
   automation::Ref<automation::Object> connection;  // an open ADODB.Connection
-  std::string table;                               // without quotes
-  std::string left_brace, right_brace;  // what the database puts around names ("\"", "`", "[")
-  std::string address_field;            // of the source; "" when it has none
+  std::string secrets;  // the string that it was opened with, to be kept out of messages
+  // Connects anew, to learn what became of rows when the connection broke. May throw Failure.
+  std::function<automation::Ref<automation::Object>()> reconnect;
+  SqlDialect dialect;
+  std::vector<WrittenTable> tables;  // the ways in which its name may be written; the first one
+                                     // that is there is filled
+  bool may_create = false;           // otherwise it is made, where that is wanted
+  std::string address_field;         // of the source; "" when it has none
   OnDuplicate on_duplicate = OnDuplicate::kSkip;  // for a row whose address the table has already
 };
 
 // A sink that makes the table when it is missing, writes its rows in batches inside transactions,
-// and never takes a value that the table would not keep as it is.
+// and never takes a value that the table would not keep as it is. A row that the database refuses
+// is rejected alone: the others of its batch are written without it.
 std::unique_ptr<RowSink> MakeDatabaseSink(const DatabaseTarget& target);
 
 }  // namespace pv::cli

@@ -132,29 +132,12 @@ class TableDefiner {
  private:
   // Opens the table in the ways in which it may be written, and learns its fields.
   void FindTable() {
-    struct Way {
-      std::string table, left, right;
-    };
     const std::string& name = wanted_.table;
-    std::vector<Way> ways;
-    if (!dialect_.right.empty()) {
-      ways.push_back({Doubled(name, dialect_.right), dialect_.left, dialect_.right});
-    }
-    if (CanStandBare(name)) ways.push_back({name, "", ""});
-    if (!dialect_.right.empty() && name.find('.') != name.npos) {
-      std::string parts = Doubled(name, dialect_.right);
-      for (std::size_t at = 0; (at = parts.find('.', at)) != parts.npos; at += 3) {
-        parts.replace(at, 1, dialect_.right + "." + dialect_.left);
-      }
-      ways.push_back({parts, dialect_.left, dialect_.right});
-    }
     std::optional<Failure> first;
-    for (const Way& way : ways) {
+    for (const WrittenTable& way : WaysToWrite(dialect_, name)) {
       try {
-        fields_ =
-            group_.RowsOf("select * from " + way.left + way.table + way.right + " where 1 = 0")
-                ->fields();
-        table_ = way.table;
+        fields_ = group_.RowsOf("select * from " + way.Text() + " where 1 = 0")->fields();
+        table_ = way.name;
         left_ = way.left;
         right_ = way.right;
         return;
@@ -242,6 +225,23 @@ class TableDefiner {
 
 std::string SqlDialect::Quoted(const std::string& name) const {
   return right.empty() ? name : left + Doubled(name, right) + right;
+}
+
+std::vector<WrittenTable> WaysToWrite(const SqlDialect& dialect, const std::string& name) {
+  std::vector<WrittenTable> ways;
+  if (!dialect.right.empty()) {
+    ways.push_back({Doubled(name, dialect.right), dialect.left, dialect.right});
+  }
+  if (CanStandBare(name)) ways.push_back({name, "", ""});
+  if (!dialect.right.empty() && name.find('.') != name.npos) {
+    std::string parts = Doubled(name, dialect.right);
+    const std::string between = dialect.right + "." + dialect.left;
+    for (std::size_t at = 0; (at = parts.find('.', at)) != parts.npos; at += between.size()) {
+      parts.replace(at, 1, between);
+    }
+    ways.push_back({parts, dialect.left, dialect.right});
+  }
+  return ways;
 }
 
 SqlDialect AskDialect(const Ref<CDataSource>& source) {

@@ -24,6 +24,15 @@ struct SqlDialect {
 // Asks the database of a source, with statements that read nothing.
 SqlDialect AskDialect(const automation::Ref<ado::CDataSource>& source);
 
+// A table's name as a statement has it.
+struct WrittenTable {
+  std::string name, left, right;
+  std::string Text() const { return left + name + right; }
+};
+
+// The ways in which a table that the user calls `name` may be written, the likeliest first.
+std::vector<WrittenTable> WaysToWrite(const SqlDialect& dialect, const std::string& name);
+
 struct WantedTable {
   std::string table;               // as the user calls it, perhaps with its schema ("sales.people")
   std::vector<std::string> where;  // texts of --where, all of which must hold

@@ -44,6 +44,9 @@ class SqlGroup {
   // Connected with the password from outside where the source has none of its own.
   const automation::Ref<automation::Object>& Connection();
 
+  // The string that it was connected with, to be kept out of messages.
+  std::string connection_text() const { return opened_ ? opened_->GetConnectionString() : ""; }
+
   const automation::Ref<ado::CDataSource>& source() const { return source_; }
   const automation::Ref<ado::CADOGroupProperties>& properties() const { return properties_; }
 
@@ -68,6 +71,9 @@ class OpenedGroup {
 
   // The table of a native group, else null.
   Table* table() { return table_.get(); }
+
+  // The query of a group on a database, else null.
+  SqlGroup* sql() { return sql_.get(); }
 
  private:
   std::unique_ptr<Session> session_;

@@ -18,8 +18,12 @@ constexpr std::int32_t kAdoCommandText = 1;
 constexpr std::int32_t kAdoTable = 2;
 constexpr std::int32_t kAdoForwardOnly = 0;
 constexpr std::int32_t kAdoReadOnly = 1;
+constexpr std::int32_t kAdoOptimistic = 3;
+constexpr std::int32_t kAdoBatchOptimistic = 4;
 constexpr std::int32_t kAdoStateOpen = 1;
 constexpr std::int32_t kAdoNoSuchItem = 3265;
+constexpr std::int32_t kAdoIntegrityViolation = -2147217873;
+constexpr std::int32_t kAdoBadValue = -2147217887;
 
 // The statement of a definition, or the one that counts its rows; "" for a definition without a
 // table and for a statement that has no counting form. A field name with a blank gets back-quotes,

@@ -1,13 +1,9 @@
 #!/usr/bin/env python3
 """Groups on real databases: SQLite always, PostgreSQL and MariaDB where tools/databases runs them."""
 import json
-import os
-import pathlib
 import re
-import sqlite3
-import subprocess
-import unittest
 
+import databases
 import harness
 from harness import DONE, FINDINGS, UNAVAILABLE, USAGE
 
@@ -24,38 +20,19 @@ COLUMNS = 'email varchar(100), "first name" varchar(60), country varchar(20), ag
 
 class DatabaseCases:
     """What holds for every database; the classes below say which."""
-    boolean, text, quote = "boolean", "text", '"'
 
     def setUp(self):
         super().setUp()
-        # PostgreSQL's library would take them for what a connection string leaves out.
-        for name in [n for n in self.environment if n.startswith("PG")]:
-            del self.environment[name]
-        self.write("connection", self.connection())
-        provider = pathlib.Path(self.program).parent.parent / "providers/libpv-adodb.so"
-        if not provider.exists() and "PVGROUP_PROVIDERS" not in self.environment:
-            self.skipTest("the provider of databases was not built")
-        self.ok("source", "add", "db", "--connection-file", "connection")
         self.create("people")
 
     def create(self, table, rows=PEOPLE):
-        quote = self.quote
-        columns = COLUMNS.format(boolean=self.boolean, text=self.text).replace('"', quote)
-        name = quote + table.replace(quote, 2 * quote) + quote
-        self.execute(f"drop table if exists {name}")
+        columns = COLUMNS.format(boolean=self.boolean, text=self.text).replace('"', self.quote)
+        name = self.quoted(table)
+        self.drop_later(table)
         self.execute(f"create table {name} ({columns})")
         for row in rows:
             self.execute(f"insert into {name} values (" +
                          ", ".join(self.literal(v) for v in row) + ")")
-        self.addCleanup(self.execute, f"drop table if exists {name}")
-
-    def literal(self, value):
-        if value is None:
-            return "null"
-        if isinstance(value, int):
-            return {0: "false", 1: "true"}.get(value, str(value)) if self.boolean == "boolean" \
-                else str(value)
-        return "'" + value.replace("'", "''") + "'"
 
     def add(self, name, *arguments, table="people", code=DONE):
         return self.ok("sql", "add", name, "--source", "db", "--table", table, *arguments,
@@ -261,63 +238,17 @@ class DatabaseCases:
             self.assertEqual([s["name"] for s in self.ok("source", "list", "--json").json], ["db"],
                              "the saved source has the same string")
 
-    def connection_without_password(self):
-        return re.sub(r";PWD=\{.*\}$", "", self.connection())
+
+class SqliteTest(DatabaseCases, databases.Sqlite):
+    pass
 
 
-class SqliteTest(DatabaseCases, harness.CliTest):
-    text = "text"
-
-    def connection(self):
-        return f"Driver=SQLite3;Database={self.folder}/shop.db"
-
-    def password(self):
-        return ""
-
-    def execute(self, sql):
-        with sqlite3.connect(self.folder / "shop.db") as database:
-            database.execute(sql)
-        database.close()
+class PostgresqlTest(DatabaseCases, databases.Postgresql):
+    pass
 
 
-class ServerCases(DatabaseCases):
-    def setUp(self):
-        if not os.environ.get(self.variable):
-            self.skipTest(self.variable + " is not set")
-        super().setUp()
-
-    def connection(self):
-        return os.environ[self.variable]
-
-    def password(self):
-        written = re.search(r"PWD=\{(.*)\}$", self.connection()).group(1)
-        return written.replace("}}", "}")
-
-    def execute(self, sql):
-        subprocess.run(self.client(), input=sql.encode(), check=True, stdout=subprocess.DEVNULL,
-                       env=dict(os.environ, MYSQL_PWD=self.password()))
-
-
-class PostgresqlTest(ServerCases, harness.CliTest):
-    variable = "PV_TEST_POSTGRESQL"
-
-    def client(self):
-        candidates = sorted(pathlib.Path("/usr/lib/postgresql").glob("*/bin/psql"))
-        return [str(candidates[-1]), "-q", "-v", "ON_ERROR_STOP=1", "-f", "-"]
-
-
-class MariadbTest(ServerCases, harness.CliTest):
-    variable = "PV_TEST_MARIADB"
-    boolean, quote = "tinyint", "`"
-
-    def literal(self, value):
-        return super().literal(value).replace("\\", "\\\\") if isinstance(value, str) \
-            else super().literal(value)
-
-    def client(self):
-        parts = dict(part.split("=", 1) for part in self.connection().split(";PWD=")[0].split(";"))
-        return ["mariadb", "--no-defaults", "-h", parts["Server"], "-P", parts["Port"], "-u",
-                parts["UID"], "--default-character-set=utf8mb4", parts["Database"]]
+class MariadbTest(DatabaseCases, databases.Mariadb):
+    pass
 
 
 if __name__ == "__main__":

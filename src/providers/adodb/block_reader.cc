@@ -187,6 +187,10 @@ Status BlockReader::Bind() {
 Status BlockReader::Fetch() {
   fetched_ = 0;
   row_ = 0;
+  if (statement_.session()->dialect() == Dialect::kMariaDb) {
+    // Its driver leaves the sizes of some types alone where there is a value.
+    for (Buffer& buffer : buffers_) std::fill(buffer.sizes.begin(), buffer.sizes.end(), 0);
+  }
   SQLRETURN code = ::SQLFetchScroll(statement_.handle(), SQL_FETCH_NEXT, 0);
   if (code == SQL_NO_DATA && is_paged()) {
     PV_RETURN_IF_ERROR(OpenPage());

@@ -61,6 +61,26 @@ const Date kDay{45351};                         // 2024-02-29
 const Date kMoment{45351 + 49'510 / 86'400.0};  // 13:45:10
 const Bytes kSomeBytes = {0, 1, 0x27, 0x5C, 0x80, 0xFF, 0};
 
+// Both with a long column, whose rows come one by one, and without.
+TEST_P(TypesTest, AValueBehindANullIsAValue) {
+  for (const std::string more : {"", ", note text"}) {
+    Create("pv_behind", std::string("id integer primary key, yes ") +
+                            By("boolean", "boolean", "bit(1)") + ", n integer, d date" + more);
+    for (int id = 1; id <= 600; ++id) {
+      const std::string values =
+          By("0, 0, '2024-02-29'", "false, 0, '2024-02-29'", "b'0', 0, '2024-02-29'");
+      Run("insert into pv_behind (id, yes, n, d) values (" + std::to_string(id) + ", " +
+          (id % 2 == 1 ? "null, null, null" : values) + ")");
+    }
+    const auto rows = Opened("select * from pv_behind order by id");
+    for (int id = 1; id <= 600; ++id, rows->MoveNext()) {
+      for (const char* field : {"yes", "n", "d"}) {
+        ASSERT_EQ(At(rows, field).IsNull(), id % 2 == 1) << field << " of row " << id;
+      }
+    }
+  }
+}
+
 TEST_P(TypesTest, WholeNumbers) {
   ThereAndBack("integer", 3, -2147483647);
   ThereAndBack("smallint", 2, 32767);

@@ -73,6 +73,24 @@ Dialect DialectOf(std::string_view driver) {
   return Dialect::kOther;
 }
 
+// Where a driver has one state for everything, its database's own codes tell errors apart.
+std::int32_t NumberOf(const Diagnostic& diagnostic, Dialect dialect) {
+  if (dialect == Dialect::kSqlite) {
+    constexpr std::int32_t kTooBig = 18;
+    constexpr std::int32_t kConstraint = 19;
+    constexpr std::int32_t kMismatch = 20;
+    if (diagnostic.native == kConstraint) return kErrIntegrity;
+    if (diagnostic.native == kTooBig || diagnostic.native == kMismatch) return kErrConversion;
+  }
+  if (dialect == Dialect::kMariaDb) {
+    constexpr std::int32_t kNoDefault = 1364;
+    constexpr std::int32_t kWrongValue = 1366;
+    if (diagnostic.native == kNoDefault) return kErrIntegrity;
+    if (diagnostic.native == kWrongValue) return kErrConversion;
+  }
+  return NumberOfState(diagnostic.state);
+}
+
 // PostgreSQL's driver puts more behind a statement, which a comment at its end would swallow.
 std::string Ended(std::string_view sql, const Session& session) {
   std::string text(sql);
@@ -88,6 +106,9 @@ ConnectionString WithDriverOptions(ConnectionString settings, Dialect dialect) {
     settings.SetDefault("UseDeclareFetch", "1");
     settings.SetDefault("Fetch", std::to_string(Session::kServerRows));
     settings.SetDefault("BoolsAsChar", "0");
+  } else if (dialect == Dialect::kMariaDb) {
+    // Rows that a change found count, also those that had the new values already.
+    settings.SetDefault("Options", "2");
   }
   return settings;
 }
@@ -230,7 +251,7 @@ Status Session::Fail(SQLSMALLINT kind, SQLHANDLE handle) {
   }
   if (message.empty()) message = "the driver reported a failure without a reason";
   return Status(StatusCode::kIoError, message,
-                diagnostics.empty() ? kErrDatabase : NumberOfState(diagnostics.front().state));
+                diagnostics.empty() ? kErrDatabase : NumberOf(diagnostics.front(), dialect_));
 }
 
 std::string Session::Info(SQLUSMALLINT what) {
