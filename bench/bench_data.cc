@@ -1,8 +1,11 @@
 #include "bench_data.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <numeric>
 #include <random>
 
@@ -10,6 +13,8 @@
 
 namespace pv::bench {
 namespace {
+
+bool processor_time = false;
 
 constexpr const char* kFirst[] = {"Anna", "Bert", "Clara", "Dmitri", "Eve", "Farid", "Gil"};
 constexpr const char* kLast[] = {"Smith", "Garcia", "Haddad", "Nilsson", "Oduya", "Petrov"};
@@ -67,8 +72,22 @@ void Rows::WriteCsv(const std::string& path) const {
 }
 
 double Seconds() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+  if (!processor_time) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+  }
+  timespec own{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &own);
+  rusage children{};
+  getrusage(RUSAGE_CHILDREN, &children);
+  const auto in_seconds = [](const timeval& t) {
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
+  };
+  return static_cast<double>(own.tv_sec) + static_cast<double>(own.tv_nsec) / 1e9 +
+         in_seconds(children.ru_utime) + in_seconds(children.ru_stime);
 }
+
+void CountProcessorTime() { processor_time = true; }
 
 // Out of line, so that its name can be found.
 __attribute__((noinline)) double Timed(const std::function<void()>& work) {

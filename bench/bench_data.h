@@ -36,6 +36,10 @@ class Rows {
 
 double Seconds();  // of a clock that never goes back
 
+// From now on Seconds() counts those that this program and its ended children kept a processor
+// busy: other work on the machine changes them less.
+void CountProcessorTime();
+
 // Seconds that the work takes. `bench/count` counts the instructions in here, and nothing else.
 double Timed(const std::function<void()>& work);
 

@@ -64,10 +64,10 @@ std::optional<CivilDate> ParseDigits(std::string_view text) {
 }
 
 std::string FormatDigits(const CivilDate& d) {
-  std::string out(8, '0');
-  std::int32_t n = d.year * 10000 + d.month * 100 + d.day;
-  for (std::size_t i = 8; i-- > 0; n /= 10) out[i] = static_cast<char>('0' + n % 10);
-  return out;
+  std::array<char, 8> out;
+  auto n = static_cast<std::uint32_t>(d.year * 10000 + d.month * 100 + d.day);
+  for (std::size_t i = out.size(); i-- > 0; n /= 10) out[i] = static_cast<char>('0' + n % 10);
+  return {out.data(), out.size()};
 }
 
 double AutomationFromDateTime(const CivilDateTime& m) {

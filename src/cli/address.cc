@@ -1,8 +1,7 @@
-// Checks and remembers addresses. Tested by address_test.cc.
+// Checks and compares addresses. Tested by address_test.cc.
 #include "cli/address.h"
 
 #include <array>
-#include <cstring>
 
 #include "base/text.h"
 
@@ -57,55 +56,6 @@ std::string_view LowerAddress(std::string_view address, char* buffer, std::size_
   }
   *scratch = ToLower(address);
   return *scratch;
-}
-
-// Multiplies eight bytes at a time into the state and folds the halves of the product.
-std::uint64_t HashOf(std::string_view text) {
-  constexpr std::uint64_t kFactor = 0x9FB21C651E98DF25U;
-  std::uint64_t state = 0x2D358DCCAA6C78A5U ^ text.size();
-  const auto mix = [&state](std::uint64_t word) {
-    __extension__ using Wide = unsigned __int128;
-    const Wide product = static_cast<Wide>(state ^ word) * kFactor;
-    state = static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64) ^
-            (state << 7 | state >> 57);
-  };
-  while (text.size() >= 8) {
-    std::uint64_t word;
-    std::memcpy(&word, text.data(), 8);
-    mix(word);
-    text.remove_prefix(8);
-  }
-  std::uint64_t tail = 0;
-  std::memcpy(&tail, text.data(), text.size());
-  mix(tail);
-  mix(0x8BB84B93962EACC9U);
-  return state;
-}
-
-void AddressSet::Reserve(std::uint64_t records) {
-  std::size_t slots = slots_.size();
-  while (slots < records * 2) slots *= 2;
-  if (slots > slots_.size()) Grow(slots);
-}
-
-void AddressSet::Add(std::uint64_t hash, std::uint32_t record) {
-  if ((used_ + 1) * 2 > slots_.size()) Grow(slots_.size() * 2);
-  Put({KeyOf(hash), record});
-  ++used_;
-}
-
-void AddressSet::Put(const Slot& slot) {
-  std::size_t i = slot.key & (slots_.size() - 1);
-  while (slots_[i].record != kNotFound) i = (i + 1) & (slots_.size() - 1);
-  slots_[i] = slot;
-}
-
-void AddressSet::Grow(std::size_t slots) {
-  std::vector<Slot> old(slots);
-  old.swap(slots_);
-  for (const Slot& slot : old) {
-    if (slot.record != kNotFound) Put(slot);
-  }
 }
 
 }  // namespace pv::cli

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 #include <string>
 
 namespace pv::cli {
@@ -34,37 +33,6 @@ TEST(LowerAddress, FoldsLetterCase) {
   EXPECT_EQ(LowerAddress("\xC3\x84@B", buffer, sizeof buffer, &scratch), "\xC3\xA4@b");
   const std::string wide(100, 'X');
   EXPECT_EQ(LowerAddress(wide, buffer, sizeof buffer, &scratch), std::string(100, 'x'));
-}
-
-TEST(HashOf, DiffersForTextThatDiffers) {
-  std::set<std::uint64_t> seen;
-  for (int i = 0; i < 100000; ++i) seen.insert(HashOf("user" + std::to_string(i) + "@example.org"));
-  for (std::size_t n = 0; n < 64; ++n) seen.insert(HashOf(std::string(n, '\0')));
-  EXPECT_EQ(seen.size(), 100064U);
-}
-
-TEST(AddressSet, FindsWhatWasAdded) {
-  AddressSet set;
-  const auto any = [](std::uint32_t) { return true; };
-  for (std::uint32_t i = 1; i <= 20000; ++i) {
-    const std::uint64_t hash = HashOf(std::to_string(i));
-    EXPECT_EQ(set.Find(hash, any), AddressSet::kNotFound);
-    set.Add(hash, i);
-  }
-  set.Reserve(100000);
-  for (std::uint32_t i = 1; i <= 20000; ++i) EXPECT_EQ(set.Find(HashOf(std::to_string(i)), any), i);
-}
-
-TEST(AddressSet, AsksAboutEveryRecordWithTheSameNumber) {
-  AddressSet set;
-  constexpr std::uint64_t kOne = std::uint64_t{42} << 32;
-  constexpr std::uint64_t kOther = std::uint64_t{43} << 32;
-  set.Add(kOne, 1);
-  set.Add(kOne, 2);
-  set.Add(kOther, 3);
-  EXPECT_EQ(set.Find(kOne, [](std::uint32_t r) { return r == 2; }), 2U);
-  EXPECT_EQ(set.Find(kOne, [](std::uint32_t) { return false; }), AddressSet::kNotFound);
-  EXPECT_EQ(set.Find(kOther, [](std::uint32_t) { return true; }), 3U);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "base/text.h"
+#include "cli/address.h"
 #include "cli/address_tag.h"
 #include "cli/failure.h"
 
@@ -94,7 +95,7 @@ RowImporter::Outcome RowImporter::Process(const RowReader& row) {
   const std::string_view address = TrimBlanks(row.fields()[plan_.address_column]);
   const std::uint64_t hash = row.key_hash();
   const std::uint32_t record = FindRecord(hash, address);
-  if (record != AddressSet::kNotFound) return ProcessDuplicate(row, record);
+  if (record != RecordSet::kNotFound) return ProcessDuplicate(row, record);
 
   engine::d4appendStart(table_->handle(), 0);
   if (!WriteColumns(row, true)) return Outcome::kRejected;

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/address.h"
+#include "base/record_set.h"
 #include "cli/import_options.h"
 #include "cli/import_plan.h"
 #include "cli/record.h"
@@ -46,7 +46,7 @@ class RowImporter {
 
   Outcome Process(const RowReader& row);
   Outcome ProcessDuplicate(const RowReader& row, std::uint32_t record);
-  // The record that has the address, or AddressSet::kNotFound. The table stands on it then.
+  // The record that has the address, or RecordSet::kNotFound. The table stands on it then.
   std::uint32_t FindRecord(std::uint64_t hash, std::string_view address);
   std::string_view Lower(std::string_view address);
   bool WriteColumns(const RowReader& row, bool address_too);
@@ -65,7 +65,7 @@ class RowImporter {
     FieldWriter writer;
   };
   std::vector<Target> targets_;  // the address first
-  AddressSet addresses_;
+  RecordSet addresses_;
   ImportCounts counts_;
   std::string reason_;
   std::string lower_scratch_;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <system_error>
 
+#include "base/record_set.h"
 #include "base/text.h"
 #include "cli/address.h"
 #include "cli/failure.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/address.h"
+#include "base/record_set.h"
 #include "cli/failure.h"
 #include "platform/memory/memory_system.h"
 

@@ -30,7 +30,7 @@ void RecordView::Finish() {
 std::int32_t RecordView::OrdinalOf(std::string_view name) const {
   if (shows_ == Shows::kNothing) return -1;
   const std::size_t next = last_found_ + 1 < spellings_.size() ? last_found_ + 1 : 0;
-  for (const std::size_t i : {last_found_, next}) {
+  for (const std::size_t i : {next, last_found_}) {
     if (i < spellings_.size() && spellings_[i] == name) {
       return static_cast<std::int32_t>(last_found_ = i);
     }
@@ -70,7 +70,11 @@ const automation::Value& RecordView::ValueOf(const Field& field) const {
 }
 
 void RecordView::Assign(Field& field, const automation::Value& value) {
-  field.value_ = value;
+  if (const auto* text = value.TryGet<std::string>()) {
+    field.value_.AssignText(*text);
+  } else {
+    field.value_ = value;
+  }
   field.decoded_ = epoch_;
   field.assigned_ = epoch_;
 }

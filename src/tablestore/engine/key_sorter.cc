@@ -3,9 +3,10 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstring>
 #include <queue>
+#include <system_error>
+#include <utility>
 
 #include "base/bytes.h"
 
@@ -14,11 +15,8 @@ namespace {
 
 constexpr std::size_t kRunBlock = 256 * 1024;
 
-// Ranges that are smaller are sorted by insertion.
-constexpr std::ptrdiff_t kSmall = 16;
-
-// Keys lie all over the memory when they come out in order: they are asked for so much ahead.
-constexpr std::size_t kPrefetched = 8;
+// Few enough to stay near the processor while they are sorted.
+constexpr std::size_t kBlockEntries = 64 * 1024;
 
 // Reads one sorted run block by block.
 class RunReader {
@@ -55,37 +53,66 @@ class RunReader {
   std::size_t at_ = 0;
 };
 
+// Passes through one sorted block.
+class BlockReader {
+ public:
+  BlockReader(const KeyShape* shape, const std::vector<std::uint8_t>& bytes)
+      : shape_(shape), at_(bytes.data()), end_(bytes.data() + bytes.size()) {
+    if (!done()) word_ = shape_->WordAt(at_, 0);
+  }
+
+  bool done() const { return at_ == end_; }
+  void Next() {
+    at_ += 1 + at_[0] + KeyBlock::kRecordSize;
+    if (!done()) word_ = shape_->WordAt(at_, 0);
+  }
+  std::uint32_t record() const { return LoadLe32(at_ + 1 + at_[0]); }
+  // The whole key, in `key`.
+  void Restore(std::uint8_t* key) const {
+    const std::size_t kept = at_[0];
+    std::memcpy(key, at_ + 1, kept);
+    std::memset(key + kept, shape_->fill, shape_->length - kept);
+  }
+
+  bool Before(const BlockReader& other) const {
+    if (word_ != other.word_) return word_ < other.word_;
+    for (std::size_t depth = 8; depth < shape_->length; depth += 8) {
+      const std::uint64_t x = shape_->WordAt(at_, depth);
+      const std::uint64_t y = shape_->WordAt(other.at_, depth);
+      if (x != y) return x < y;
+    }
+    return record() < other.record();
+  }
+
+ private:
+  const KeyShape* shape_;
+  const std::uint8_t* at_;
+  const std::uint8_t* end_;
+  std::uint64_t word_ = 0;
+};
+
+// The readers as a heap whose first is before all others; moves the first, which has changed, to
+// where it belongs.
+void SiftDown(std::vector<BlockReader>* heap, std::size_t at) {
+  for (;;) {
+    std::size_t least = 2 * at + 1;
+    if (least >= heap->size()) return;
+    if (least + 1 < heap->size() && (*heap)[least + 1].Before((*heap)[least])) ++least;
+    if (!(*heap)[least].Before((*heap)[at])) return;
+    std::swap((*heap)[least], (*heap)[at]);
+    at = least;
+  }
+}
+
 }  // namespace
-
-// Eight bytes of a key from `depth` on as a number that compares as they do.
-std::uint64_t KeySorter::WordAt(std::uint32_t at, std::size_t depth) const {
-  const std::uint8_t* const key = keys_.data() + at + 1;
-  const std::size_t length = keys_[at];
-  if (depth + 8 <= length) return LoadBe64(key + depth);
-  if (depth >= length) return fill_word_;
-  std::uint64_t word = fill_word_;
-  std::memcpy(&word, key + depth, length - depth);
-  return __builtin_bswap64(word);
-}
-
-void KeySorter::Restore(std::uint32_t at, std::uint8_t* key) const {
-  const std::size_t length = keys_[at];
-  std::memcpy(key, keys_.data() + at + 1, length);
-  std::memset(key + length, fill_, key_length_ - length);
-}
-
-void KeySorter::Expect(std::size_t entries) {
-  items_.reserve(std::min(entries, memory_limit_ / sizeof(Item) + 1));
-}
 
 KeySorter::KeySorter(platform::FileSystem* files, std::string run_path, std::size_t key_length,
                      std::size_t memory_limit, std::uint8_t fill)
     : files_(files),
       run_path_(std::move(run_path)),
-      key_length_(key_length),
+      shape_(key_length, fill),
       memory_limit_(std::min<std::size_t>(memory_limit, UINT32_MAX / 2)),
-      fill_(fill),
-      fill_word_(fill * 0x0101010101010101ULL) {}
+      block_(shape_) {}
 
 KeySorter::~KeySorter() {
   if (run_file_) {
@@ -96,83 +123,29 @@ KeySorter::~KeySorter() {
 }
 
 Status KeySorter::Add(const std::uint8_t* key, std::uint32_t record) {
-  if (!items_.empty() && MemoryUsed() >= memory_limit_) PV_RETURN_IF_ERROR(WriteRun());
-  std::size_t length = key_length_;
-  while (length >= 8 && LoadLe64(key + length - 8) == fill_word_) length -= 8;
-  while (length > 0 && key[length - 1] == fill_) --length;
-  const auto at = static_cast<std::uint32_t>(keys_.size());
-  keys_.push_back(static_cast<std::uint8_t>(length));
-  keys_.insert(keys_.end(), key, key + length);
-  items_.push_back({WordAt(at, 0), at, record});
+  if (entries_ > 0 && MemoryUsed() >= memory_limit_) PV_RETURN_IF_ERROR(WriteRun());
+  block_.Add(key, record);
+  ++entries_;
+  if (block_.size() == kBlockEntries) EndBlock(true);
   return {};
 }
 
-void KeySorter::SortMemory() {
-  if (items_.empty()) return;
-  const int patience = 2 * static_cast<int>(std::bit_width(items_.size()));
-  SortFrom(items_.data(), items_.data() + items_.size(), 0, patience);
-}
-
-// Of two items whose words begin at `depth`.
-bool KeySorter::Before(const Item& a, const Item& b, std::size_t depth) const {
-  if (a.word != b.word) return a.word < b.word;
-  for (depth += 8; depth < key_length_; depth += 8) {
-    const std::uint64_t x = WordAt(a.at, depth);
-    const std::uint64_t y = WordAt(b.at, depth);
-    if (x != y) return x < y;
-  }
-  return a.record < b.record;
-}
-
-// Quicksort in three parts, by eight bytes of the key at a time: comparisons look at one word that
-// lies in the item, and only items that are equal so far have their next word fetched. Where the
-// parts come out badly too often, `patience` ends.
-void KeySorter::SortFrom(Item* begin, Item* end, std::size_t depth, int patience) {
-  while (end - begin > kSmall) {
-    if (patience-- == 0) {
-      std::sort(begin, end, [&](const Item& a, const Item& b) { return Before(a, b, depth); });
+// The entries added since the last such call become one sorted block.
+void KeySorter::EndBlock(bool in_thread) {
+  const auto full = std::make_shared<KeyBlock>(std::exchange(block_, KeyBlock(shape_)));
+  sorted_bytes_ += full->SortedSize();
+  if (in_thread) {
+    block_.Reserve(kBlockEntries);
+    try {
+      blocks_.push_back(std::async(std::launch::async, [full] { return full->Sorted(); }));
       return;
-    }
-    const std::uint64_t first = begin->word;
-    const std::uint64_t middle = begin[(end - begin) / 2].word;
-    const std::uint64_t last = (end - 1)->word;
-    const std::uint64_t pivot =
-        std::max(std::min(first, middle), std::min(std::max(first, middle), last));
-    Item* less = begin;  // [begin, less) is smaller, [less, at) equal, [greater, end) greater
-    Item* greater = end;
-    for (Item* at = begin; at < greater;) {
-      if (at->word < pivot) {
-        std::swap(*at++, *less++);
-      } else if (at->word > pivot) {
-        std::swap(*at, *--greater);
-      } else {
-        ++at;
-      }
-    }
-    if (greater - less > 1) {
-      if (depth + 8 < key_length_) {
-        for (Item* item = less; item != greater; ++item) item->word = WordAt(item->at, depth + 8);
-        SortFrom(less, greater, depth + 8,
-                 2 * static_cast<int>(std::bit_width(static_cast<std::size_t>(greater - less))));
-      } else {
-        std::sort(less, greater, [](const Item& a, const Item& b) { return a.record < b.record; });
-      }
-    }
-    // The smaller part by recursion, which then never goes deep.
-    if (less - begin < end - greater) {
-      SortFrom(begin, less, depth, patience);
-      begin = greater;
-    } else {
-      SortFrom(greater, end, depth, patience);
-      end = less;
+    } catch (const std::system_error&) {
+      // No thread to be had: the caller's will do.
     }
   }
-  for (Item* item = begin; item < end; ++item) {
-    const Item moved = *item;
-    Item* at = item;
-    for (; at > begin && Before(moved, *(at - 1), depth); --at) *at = *(at - 1);
-    *at = moved;
-  }
+  std::promise<Bytes> sorted;
+  sorted.set_value(full->Sorted());
+  blocks_.push_back(sorted.get_future());
 }
 
 Status KeySorter::WriteRun() {
@@ -183,8 +156,7 @@ Status KeySorter::WriteRun() {
     PV_ASSIGN_OR_RETURN(run_file_, files_->Open(run_path_, options));
     PV_RETURN_IF_ERROR(run_file_->Truncate(0));
   }
-  SortMemory();
-  runs_.push_back({run_end_, items_.size()});
+  runs_.push_back({run_end_, entries_});
   std::vector<std::uint8_t> block;
   block.reserve(kRunBlock + entry_size());
   const auto write = [&]() -> Status {
@@ -194,37 +166,44 @@ Status KeySorter::WriteRun() {
     return {};
   };
   PV_RETURN_IF_ERROR(EmitMemory([&](const std::uint8_t* key, std::uint32_t number) -> Status {
-    block.insert(block.end(), key, key + key_length_);
+    block.insert(block.end(), key, key + shape_.length);
     std::uint8_t record[4];
     StoreLe32(record, number);
     block.insert(block.end(), record, record + 4);
     return block.size() >= kRunBlock ? write() : Status();
   }));
-  if (!block.empty()) PV_RETURN_IF_ERROR(write());
-  items_.clear();
-  keys_.clear();
-  return {};
+  return block.empty() ? Status() : write();
 }
 
 Status KeySorter::Sort(const Emit& emit) {
-  if (runs_.empty()) {
-    SortMemory();
-    return EmitMemory(emit);
-  }
-  if (!items_.empty()) PV_RETURN_IF_ERROR(WriteRun());
+  if (runs_.empty()) return EmitMemory(emit);
+  if (entries_ > 0) PV_RETURN_IF_ERROR(WriteRun());
   return Merge(emit);
 }
 
+// Gives out what is in memory, and forgets it.
 Status KeySorter::EmitMemory(const Emit& emit) {
+  if (!block_.empty()) EndBlock(false);
+  std::vector<Bytes> blocks;
+  for (std::future<Bytes>& block : blocks_) blocks.push_back(block.get());
+  blocks_.clear();
+  sorted_bytes_ = 0;
+  entries_ = 0;
+  std::vector<BlockReader> heap;
+  for (const Bytes& block : blocks) heap.emplace_back(&shape_, block);
+  for (std::size_t i = heap.size(); i-- > 0;) SiftDown(&heap, i);
   std::array<std::uint8_t, 256> key;
-  for (std::size_t i = 0; i < items_.size(); ++i) {
-    if (i + kPrefetched < items_.size()) {
-      const std::uint8_t* const soon = keys_.data() + items_[i + kPrefetched].at;
-      __builtin_prefetch(soon);
-      __builtin_prefetch(soon + 40);
+  while (!heap.empty()) {
+    BlockReader& first = heap.front();
+    first.Restore(key.data());
+    PV_RETURN_IF_ERROR(emit(key.data(), first.record()));
+    first.Next();
+    if (first.done()) {
+      first = heap.back();
+      heap.pop_back();
+      if (heap.empty()) break;
     }
-    Restore(items_[i].at, key.data());
-    PV_RETURN_IF_ERROR(emit(key.data(), items_[i].record));
+    SiftDown(&heap, 0);
   }
   return {};
 }
@@ -235,9 +214,9 @@ Status KeySorter::Merge(const Emit& emit) {
   for (const Run& run : runs_) {
     readers.emplace_back(run_file_.get(), run.offset, run.entries, entry_size());
   }
-  const auto record_of = [this](const RunReader& r) { return LoadLe32(r.entry() + key_length_); };
+  const auto record_of = [this](const RunReader& r) { return LoadLe32(r.entry() + shape_.length); };
   const auto after = [&](std::size_t a, std::size_t b) {
-    const int order = std::memcmp(readers[a].entry(), readers[b].entry(), key_length_);
+    const int order = std::memcmp(readers[a].entry(), readers[b].entry(), shape_.length);
     if (order != 0) return order > 0;
     return record_of(readers[a]) > record_of(readers[b]);
   };

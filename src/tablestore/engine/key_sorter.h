@@ -1,16 +1,21 @@
 // Sorts the entries of one tag for building it: keys of one length with their record numbers, in
 // memory up to a bound, in sorted runs in a file beyond it.
+//
+// Entries are sorted in blocks, each in a thread of its own as soon as it is full, and merged in
+// the end.
 #ifndef PV_TABLESTORE_ENGINE_KEY_SORTER_H_
 #define PV_TABLESTORE_ENGINE_KEY_SORTER_H_
 
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "base/status.h"
 #include "platform/file_system.h"
+#include "tablestore/engine/key_block.h"
 
 namespace pv::engine {
 
@@ -25,46 +30,36 @@ class KeySorter {
   KeySorter(const KeySorter&) = delete;
   KeySorter& operator=(const KeySorter&) = delete;
 
-  // Makes room for that many entries at once, within the memory limit.
-  void Expect(std::size_t entries);
-
   Status Add(const std::uint8_t* key, std::uint32_t record);
+
+  // Bytes of the entries that are in memory.
+  std::size_t MemoryUsed() const { return block_.MemoryUsed() + sorted_bytes_; }
 
   // Calls `emit` for every entry in ascending (key, record) order; stops at the first failure.
   using Emit = std::function<Status(const std::uint8_t* key, std::uint32_t record)>;
   Status Sort(const Emit& emit);
 
  private:
-  struct Item {
-    std::uint64_t word;  // the eight bytes of the key that are being compared
-    std::uint32_t at;    // of the key in keys_: its length there, then its bytes
-    std::uint32_t record;
-  };
+  using Bytes = std::vector<std::uint8_t>;
   struct Run {
     std::uint64_t offset;
     std::uint64_t entries;
   };
 
-  std::size_t entry_size() const { return key_length_ + 4; }
-  std::size_t MemoryUsed() const { return keys_.size() + items_.size() * sizeof(Item); }
-  std::uint64_t WordAt(std::uint32_t at, std::size_t depth) const;
-  // The whole key, in `key`.
-  void Restore(std::uint32_t at, std::uint8_t* key) const;
-  bool Before(const Item& a, const Item& b, std::size_t depth) const;
-  void SortMemory();
-  void SortFrom(Item* begin, Item* end, std::size_t depth, int patience);
+  std::size_t entry_size() const { return shape_.length + 4; }
+  void EndBlock(bool in_thread);
   Status EmitMemory(const Emit& emit);
   Status WriteRun();
   Status Merge(const Emit& emit);
 
   platform::FileSystem* files_;
   std::string run_path_;
-  std::size_t key_length_;
+  KeyShape shape_;
   std::size_t memory_limit_;
-  std::uint8_t fill_;
-  std::uint64_t fill_word_;
-  std::vector<std::uint8_t> keys_;
-  std::vector<Item> items_;
+  KeyBlock block_;                          // to which entries are added
+  std::vector<std::future<Bytes>> blocks_;  // the full ones, sorted
+  std::size_t sorted_bytes_ = 0;            // of these
+  std::uint64_t entries_ = 0;               // in memory
   std::unique_ptr<platform::File> run_file_;
   std::uint64_t run_end_ = 0;
   std::vector<Run> runs_;

@@ -60,6 +60,30 @@ INSTANTIATE_TEST_SUITE_P(Sizes, KeySorterTest,
                                            std::pair<std::size_t, std::size_t>{20, 5000},
                                            std::pair<std::size_t, std::size_t>{240, 60'000}));
 
+// More than one block, which are sorted in threads and merged.
+TEST(KeySorter, MergesBlocks) {
+  for (const std::size_t limit : {std::size_t{1} << 30, std::size_t{2} << 20}) {
+    platform::MemoryFileSystem files;
+    auto entries = RandomEntries(140'000, 14, 11);
+    KeySorter sorter(&files, "/t.sort", 14, limit, 'b');
+    for (const auto& [key, record] : entries) {
+      ASSERT_TRUE(sorter.Add(reinterpret_cast<const std::uint8_t*>(key.data()), record).ok());
+      ASSERT_LT(sorter.MemoryUsed(), limit + 100);
+    }
+    std::vector<Entry> sorted;
+    ASSERT_TRUE(sorter
+                    .Sort([&](const std::uint8_t* key, std::uint32_t record) {
+                      sorted.emplace_back(std::string(reinterpret_cast<const char*>(key), 14),
+                                          record);
+                      return Status();
+                    })
+                    .ok());
+    std::sort(entries.begin(), entries.end());
+    EXPECT_EQ(sorted, entries);
+    EXPECT_EQ(files.Has("/t.sort"), limit < (std::size_t{1} << 30));
+  }
+}
+
 TEST(KeySorter, EveryFaultComesOut) {
   const auto entries = RandomEntries(500, 12, 3);
   for (int n = 1;; ++n) {

@@ -40,7 +40,7 @@ void Session::Notice(std::string text) {
 }
 
 CivilDate Session::Today() {
-  const std::uint64_t now = system_.files->MonotonicMicroseconds();
+  const std::uint64_t now = system_.files->RoughMicroseconds();
   if (today_.year == 0 || now - today_asked_ >= kDateLifeMicroseconds) {
     today_ = system_.process->LocalTime().date;
     today_asked_ = now;

@@ -32,6 +32,8 @@ class Session {
   bool safety = true;
   std::shared_ptr<const CodePage> page = CodePage::Windows1252();
   std::uint32_t lock_wait_ms = 10'000;
+  // Memory for the entries of appended records that are kept back (append_run.h), of each table.
+  std::size_t kept_back_bytes = std::size_t{64} << 20;
   // Open tables without their index, for reading in natural order only.
   bool ignore_index = false;
 

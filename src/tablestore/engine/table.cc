@@ -5,9 +5,9 @@
 
 #include "base/bytes.h"
 #include "base/text.h"
+#include "tablestore/engine/append_run.h"
 #include "tablestore/engine/data/field_codec.h"
 #include "tablestore/engine/error_codes.h"
-#include "tablestore/engine/tag_entries.h"
 
 namespace pv::engine {
 namespace {
@@ -272,7 +272,8 @@ Status Table::LockMemo(platform::RangeLock* lock) {
 
 Status Table::LockIndex(platform::LockKind kind, bool append_lock_held, platform::RangeLock* lock) {
   if (exclusive()) {
-    if (index_checked_ && !needs_rebuild_) return {};
+    PV_RETURN_IF_ERROR(EndAppendRun());
+    if (index_is_ours()) return {};
     PV_RETURN_IF_ERROR(RecoverIfMarked(append_lock_held, lock));
     index_checked_ = true;
     return {};
@@ -412,6 +413,7 @@ Status Table::CutTail() {
 
 Status Table::Flush() {
   if (!dirty_) return {};
+  PV_RETURN_IF_ERROR(EndAppendRun());
   if (memo_raw_) PV_RETURN_IF_ERROR(memo_raw_->Sync());
   PV_RETURN_IF_ERROR(data_->Sync());
   if (index_raw_) PV_RETURN_IF_ERROR(index_raw_->Sync());
@@ -428,6 +430,7 @@ Status Table::Close() {
     if (bulk_ && BulkEnd() < 0) {
       keep({StatusCode::kIoError, path_ + ": building the tags failed", kErrInputOutput});
     }
+    keep(EndAppendRun());
     if (index_ && needs_rebuild_) {
       platform::RangeLock lock;
       keep(LockIndex(platform::LockKind::kExclusive, false, &lock));

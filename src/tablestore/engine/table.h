@@ -9,6 +9,7 @@
 //      aligned 4-byte word, so it moves at once.
 //   4. The mark stands in the index before the first byte of a change and leaves after the last.
 //      Whoever takes the index lock and finds it rebuilds the tags (the data file is the truth).
+//      An exclusive session may leave it there over many appends (append_run.h).
 //   5. Bytes of existing records and memos are overwritten only after the journal has them, save
 //      for the deletion byte, which is one byte.
 //   6. The record count of the header is read again under the append lock and never written back
@@ -55,6 +56,7 @@ struct TagState {
   std::string unusable;                // why it cannot be kept up to date; empty when it can
 };
 
+class AppendRun;
 class TagEntries;
 
 class Table {
@@ -166,6 +168,10 @@ class Table {
   std::string CompanionPath(std::string_view extension) const;
   std::string SortPath() const { return CompanionPath(".cdx.sort"); }
   bool exclusive() const { return mode_ != AccessMode::kShared; }
+  // True when nobody else can change the index, and it holds all that was appended.
+  bool index_is_ours() const {
+    return exclusive() && index_checked_ && !needs_rebuild_ && run_ == nullptr;
+  }
   Status CheckWritable();
   Status LoadRecord(std::uint32_t record);
   void ShowRecord(std::uint32_t record);
@@ -210,12 +216,19 @@ class Table {
   void LeaveRecord(Place place);
   TagState& selected() { return tags_[static_cast<std::size_t>(selected_)]; }
 
+  // append_run.cc
+  Status EndAppendRun();
+  Status PrepareAppendRun();
+  Status CheckUniqueInRun();
+
   // table_edit.cc
   Status MakeKeys(const std::uint8_t* record, std::uint32_t number, std::vector<TagKey>* keys);
   Status CheckUnique(const std::vector<TagKey>& keys, const std::vector<TagKey>* old_keys,
                      std::uint32_t number);
+  Status RepeatedKey(const std::string& tag, std::uint32_t holder) const;
   Status WriteNewMemos(const std::uint8_t* old_record, bool in_place_allowed,
                        platform::RangeLock* memo_lock, std::vector<std::uint32_t>* in_place);
+  void LeaveToRebuild();
   Status ReserveDataSpace(std::uint64_t end);
   Status WriteCount(std::uint32_t count);
   Status AppendLocked(bool append_to_tags);
@@ -252,11 +265,13 @@ class Table {
   std::uint32_t header_count_ = 0;  // what the header said when count_ was settled
   bool reported_short_ = false;
   bool tail_checked_ = false;
-  CivilDate header_date_;            // as this handle wrote it last
-  std::uint64_t data_capacity_ = 0;  // file size under exclusive access, with room for appends
-  std::uint32_t appends_ = 0;        // since opening
-  bool dirty_ = false;               // something was written since the last flush
-  bool needs_rebuild_ = false;       // a change failed half-way: the mark stands
+  CivilDate header_date_;               // as this handle wrote it last
+  std::uint64_t data_capacity_ = 0;     // file size under exclusive access, with room for appends
+  std::uint32_t appends_ = 0;           // since opening
+  std::uint32_t appends_in_a_row_ = 0;  // with nobody asking for the index
+  std::unique_ptr<AppendRun> run_;      // under exclusive access; the mark is ours meanwhile
+  bool dirty_ = false;                  // something was written since the last flush
+  bool needs_rebuild_ = false;          // a change failed half-way: the mark stands
   bool bulk_ = false;
   std::unique_ptr<TagEntries> bulk_entries_;  // while records were only appended, from the first
   bool index_checked_ = false;                // under exclusive access: no mark stood since opening

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "tablestore/engine/append_run.h"
 #include "tablestore/engine/data/field_codec.h"
 #include "tablestore/engine/error_codes.h"
 #include "tablestore/engine/table.h"
@@ -63,14 +64,16 @@ Status Table::CheckUnique(const std::vector<TagKey>& keys, const std::vector<Tag
       continue;
     }
     PV_ASSIGN_OR_RETURN(const std::uint32_t holder, tags_[t].tag->FindKey(keys[t].bytes.data()));
-    if (holder != 0 && holder != number) {
-      return {StatusCode::kDuplicate,
-              path_ + ": record " + std::to_string(holder) + " has the same key in tag " + d.name +
-                  " already",
-              kUniqueKey};
-    }
+    if (holder != 0 && holder != number) return RepeatedKey(d.name, holder);
   }
   return {};
+}
+
+Status Table::RepeatedKey(const std::string& tag, std::uint32_t holder) const {
+  return {
+      StatusCode::kDuplicate,
+      path_ + ": record " + std::to_string(holder) + " has the same key in tag " + tag + " already",
+      kUniqueKey};
 }
 
 Status Table::ChangeTags(const std::vector<TagKey>& old_keys, const std::vector<TagKey>& new_keys,
@@ -90,6 +93,13 @@ Status Table::ChangeTags(const std::vector<TagKey>& old_keys, const std::vector<
     if (is) PV_RETURN_IF_ERROR(tag->Insert(new_keys[t].bytes.data(), number));
   }
   return {};
+}
+
+// After a failure inside a bracket: the mark stays, and whoever takes the index next rebuilds it.
+void Table::LeaveToRebuild() {
+  run_.reset();
+  index_->AbandonChange();
+  needs_rebuild_ = true;
 }
 
 Status Table::ReserveDataSpace(std::uint64_t end) {
@@ -189,7 +199,9 @@ std::int32_t Table::Append() {
   platform::RangeLock index;
   if (s.ok()) s = LockData(kAppendLockOffset, &append);
   const bool to_tags = index_ != nullptr && !bulk_;
-  if (s.ok() && to_tags) s = LockIndex(platform::LockKind::kExclusive, true, &index);
+  if (s.ok() && to_tags) {
+    s = exclusive() ? PrepareAppendRun() : LockIndex(platform::LockKind::kExclusive, true, &index);
+  }
   if (s.ok()) s = AppendLocked(to_tags);
   if (!s.ok()) return session_->Fail(s, true);
   // Entries that cannot be gathered now are gathered from the data file at the end.
@@ -222,28 +234,34 @@ Status Table::AppendLocked(bool append_to_tags) {
   PV_RETURN_IF_ERROR(AssignAutoIncrement());
   if (append_to_tags) {
     PV_RETURN_IF_ERROR(MakeKeys(record_.data(), number, &new_keys_));
-    PV_RETURN_IF_ERROR(CheckUnique(new_keys_, nullptr, number));
+    PV_RETURN_IF_ERROR(run_ != nullptr ? CheckUniqueInRun()
+                                       : CheckUnique(new_keys_, nullptr, number));
   }
   dirty_ = true;
   platform::RangeLock memo;
   PV_RETURN_IF_ERROR(WriteNewMemos(nullptr, false, &memo, nullptr));
   memo.Release();
   PV_RETURN_IF_ERROR(ReserveDataSpace(end));
-  if (append_to_tags) PV_RETURN_IF_ERROR(index_->BeginChange());  // invariant 4
+  if (append_to_tags && run_ == nullptr) {
+    PV_RETURN_IF_ERROR(index_->BeginChange());  // invariant 4
+  }
   // Invariant 3: the record and the end mark lie beyond the count until it moves.
   if (Status s = data_->Write(offset, record_.data(), length + 1); !s.ok()) {
     // Half a record may be there; with the mark it will be known for what it is.
-    if (append_to_tags) {
-      index_->AbandonChange();
-      needs_rebuild_ = true;
-    }
+    if (append_to_tags) LeaveToRebuild();
     return s;
   }
   Status s = WriteCount(number);
   if (s.ok() && append_to_tags) {
-    old_keys_.clear();
-    s = ChangeTags(old_keys_, new_keys_, number);
-    if (s.ok()) s = index_->EndChange();
+    if (run_ != nullptr) {
+      for (std::size_t t = 0; s.ok() && t < tags_.size(); ++t) {
+        if (new_keys_[t].present) s = run_->AddKey(t, new_keys_[t].bytes.data(), number);
+      }
+    } else {
+      old_keys_.clear();
+      s = ChangeTags(old_keys_, new_keys_, number);
+      if (s.ok()) s = index_->EndChange();
+    }
   }
   if (s.ok()) {
     record_number_ = number;
@@ -251,10 +269,7 @@ Status Table::AppendLocked(bool append_to_tags) {
   }
   // Take the record back; the mark stays, so the tags are rebuilt without it.
   header_count_ = count_ = 0;
-  if (append_to_tags) {
-    index_->AbandonChange();
-    needs_rebuild_ = true;
-  }
+  if (append_to_tags) LeaveToRebuild();
   (void)WriteCount(count).ok();
   return s;
 }
@@ -390,8 +405,7 @@ Status Table::ApplyInPlace(std::uint32_t number, const std::vector<std::uint32_t
   if (s.ok()) s = index_->EndChange();
   if (!s.ok()) {
     // The journal has it all: whoever takes the index lock next carries it out.
-    index_->AbandonChange();
-    needs_rebuild_ = true;
+    LeaveToRebuild();
     return s;
   }
   // Bytes that were staged are of no use any more; keeping them would only waste space.
@@ -430,10 +444,7 @@ std::int32_t Table::Delete() {
       s = data_->Write(header_.RecordOffset(number), &kDeletedMark, 1);
       if (s.ok() && tagged) s = ChangeTags(old_keys_, new_keys_, number);
       if (s.ok() && tagged) s = index_->EndChange();
-      if (!s.ok() && tagged) {
-        index_->AbandonChange();
-        needs_rebuild_ = true;
-      }
+      if (!s.ok() && tagged) LeaveToRebuild();
     }
   }
   if (!s.ok()) return session_->Fail(s, true);

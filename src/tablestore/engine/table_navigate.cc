@@ -156,7 +156,7 @@ std::int32_t Table::SkipInTag(std::int32_t count) {
   platform::RangeLock lock;
   std::int64_t left = std::abs(std::int64_t{count});
   Status s;
-  bool locked = exclusive() && index_checked_ && !needs_rebuild_;
+  bool locked = index_is_ours();
   const auto ensure_lock = [&] {
     if (!locked) {
       s = LockIndex(platform::LockKind::kShared, false, &lock);

@@ -224,7 +224,7 @@ Status Table::PackInto(const std::string& new_data, const std::string& new_index
   out.reserve(in.size() + 1);
   std::uint64_t out_offset = header.size();
   std::uint32_t live = 0;
-  TagEntries entries(files, SortPath(), tags_, count_);
+  TagEntries entries(files, SortPath(), tags_);
   for (std::uint32_t first = 1; first <= count_;) {
     const std::uint32_t n = std::min(per_block, count_ - first + 1);
     PV_RETURN_IF_ERROR(ReadRecords(data_.get(), first, n, in.data()));

@@ -64,8 +64,7 @@ Status Table::RecoverIfMarked(bool append_lock_held, platform::RangeLock* lock) 
   dirty_ = true;
   std::uint64_t duplicates = 0;
   if (Status s = RebuildTags(index_.get(), tags_, data_.get(), records, &duplicates); !s.ok()) {
-    index_->AbandonChange();
-    needs_rebuild_ = true;
+    LeaveToRebuild();
     return s;
   }
   PV_RETURN_IF_ERROR(index_->EndChange());
@@ -87,7 +86,7 @@ Status Table::RebuildTags(IndexFile* index, const std::vector<TagState>& tags, p
   const std::uint32_t per_block =
       static_cast<std::uint32_t>(std::max<std::size_t>(1, kScanBlock / length));
   std::vector<std::uint8_t> block(std::size_t{per_block} * length);
-  TagEntries entries(session_->files(), SortPath(), tags, records);
+  TagEntries entries(session_->files(), SortPath(), tags);
   for (std::uint32_t first = 1; first <= records;) {
     const std::uint32_t n = std::min(per_block, records - first + 1);
     PV_RETURN_IF_ERROR(ReadRecords(data, first, n, block.data()));
@@ -120,14 +119,14 @@ std::int32_t Table::Reindex() {
   }
   Status s = CheckWritable();
   std::uint64_t duplicates = 0;
+  if (s.ok()) s = EndAppendRun();
   if (s.ok()) s = index_->BeginChange();
   if (s.ok()) {
     dirty_ = true;
     s = RebuildTags(index_.get(), tags_, data_.get(), count_, &duplicates);
     if (s.ok()) s = index_->EndChange();
     if (!s.ok()) {
-      index_->AbandonChange();
-      needs_rebuild_ = true;
+      LeaveToRebuild();
     }
   }
   position_valid_ = false;
@@ -144,12 +143,13 @@ std::int32_t Table::BulkStart() {
   }
   Status s = CheckWritable();
   if (s.ok()) s = CheckTail();
+  if (s.ok()) s = EndAppendRun();
   if (s.ok() && index_) s = index_->BeginChange();
   if (!s.ok()) return session_->Fail(s);
   dirty_ = true;
   bulk_ = true;
   if (index_ && count_ == 0) {
-    bulk_entries_ = std::make_unique<TagEntries>(session_->files(), SortPath(), tags_, 0);
+    bulk_entries_ = std::make_unique<TagEntries>(session_->files(), SortPath(), tags_);
   }
   return kSuccess;
 }
@@ -167,8 +167,7 @@ std::int32_t Table::BulkEnd() {
                  : RebuildTags(index_.get(), tags_, data_.get(), count_, &duplicates);
   if (s.ok()) s = index_->EndChange();
   if (!s.ok()) {
-    index_->AbandonChange();
-    needs_rebuild_ = true;
+    LeaveToRebuild();
     return session_->Fail(s);
   }
   return duplicates == 0 ? kSuccess : kUniqueKey;

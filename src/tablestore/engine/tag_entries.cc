@@ -12,14 +12,13 @@ constexpr std::size_t kSortMemory = std::size_t{256} << 20;  // of all tags toge
 }  // namespace
 
 TagEntries::TagEntries(platform::FileSystem* files, const std::string& sort_path,
-                       const std::vector<TagState>& tags, std::uint32_t expected_records)
+                       const std::vector<TagState>& tags)
     : tags_(tags) {
   for (std::size_t t = 0; t < tags.size(); ++t) {
     sorters_.push_back(
         std::make_unique<KeySorter>(files, t == 0 ? sort_path : sort_path + std::to_string(t),
                                     tags[t].tag->definition().key_length, kSortMemory / tags.size(),
                                     tags[t].keys->fill_byte()));
-    sorters_.back()->Expect(expected_records);
   }
 }
 
@@ -33,6 +32,22 @@ Status TagEntries::Add(const std::uint8_t* record, std::uint32_t number) {
     }
     PV_RETURN_IF_ERROR(state.keys->MakeKey(record, number, key_.data()));
     PV_RETURN_IF_ERROR(sorters_[t]->Add(key_.data(), number));
+  }
+  return {};
+}
+
+std::size_t TagEntries::MemoryUsed() const {
+  std::size_t used = 0;
+  for (const auto& sorter : sorters_) used += sorter->MemoryUsed();
+  return used;
+}
+
+Status TagEntries::InsertInto(IndexFile* index) {
+  for (std::size_t t = 0; t < tags_.size(); ++t) {
+    Tag* const tag = index->tags()[t].get();
+    PV_RETURN_IF_ERROR(sorters_[t]->Sort(
+        [&](const std::uint8_t* key, std::uint32_t number) { return tag->Insert(key, number); }));
+    sorters_[t] = nullptr;
   }
   return {};
 }

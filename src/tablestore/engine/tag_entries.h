@@ -17,15 +17,25 @@ class TagEntries {
  public:
   // `tags` must outlive it. `sort_path` is where sort files are made when memory does not do.
   TagEntries(platform::FileSystem* files, const std::string& sort_path,
-             const std::vector<TagState>& tags, std::uint32_t expected_records);
+             const std::vector<TagState>& tags);
 
   // Records come in any order, each once.
   Status Add(const std::uint8_t* record, std::uint32_t number);
+  // The same for who has made a key already.
+  Status AddKey(std::size_t tag, const std::uint8_t* key, std::uint32_t number) {
+    return sorters_[tag]->Add(key, number);
+  }
   std::uint32_t records() const { return records_; }
+
+  // Bytes that the entries take up.
+  std::size_t MemoryUsed() const;
 
   // Fills the tags of `index`, inside a bracket; once. `duplicates` counts the entries that were
   // left out of unique tags.
   Status BuildInto(IndexFile* index, std::uint64_t* duplicates);
+
+  // Adds the entries to those that the tags have, inside a bracket; once.
+  Status InsertInto(IndexFile* index);
 
  private:
   const std::vector<TagState>& tags_;

@@ -18,6 +18,9 @@ namespace {
 
 constexpr std::size_t kDateTimeTextLength = 16;
 
+// Characters of a number, whatever the width of its field.
+constexpr std::size_t kLongestNumber = 31;
+
 std::string_view View(const std::uint8_t* p, std::size_t length) {
   return {reinterpret_cast<const char*>(p), length};
 }
@@ -61,13 +64,39 @@ void PutRight(std::string_view text, std::size_t length, std::uint8_t* p) {
   std::copy(text.begin(), text.end(), p + (length - text.size()));
 }
 
+// The same as FormatFixed for values that are whole in units of the last decimal, as most are; 0
+// for any other. Up to fifteen digits a value has one shortest decimal text, so when whole units
+// read back as the value they are that text.
+std::size_t FormatUnits(double value, std::size_t decimals, std::size_t width, char* out) {
+  constexpr std::array<double, 7> kUnits = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6};
+  if (decimals >= kUnits.size()) return 0;
+  const double size = std::fabs(value);
+  const double scaled = size * kUnits[decimals];
+  if (!(scaled < 1e15)) return 0;
+  auto units = static_cast<std::uint64_t>(scaled + 0.5);
+  if (static_cast<double>(units) / kUnits[decimals] != size) return 0;
+  const bool minus = value < 0;  // then there is a unit at least
+  std::array<char, 32> text;
+  char* p = text.data() + text.size();
+  for (std::size_t digits = 0; units != 0 || digits <= decimals; units /= 10) {
+    if (digits++ == decimals && decimals > 0) *--p = '.';
+    *--p = static_cast<char>('0' + units % 10);
+  }
+  if (minus) *--p = '-';
+  const auto used = static_cast<std::size_t>(text.data() + text.size() - p);
+  if (used > width) return 0;
+  std::memcpy(out, p, used);
+  return used;
+}
+
 // Writes `value` with `decimals` decimals into at most `width` characters (width <= 31); returns
 // how many, 0 when they do not suffice. The shortest decimal text of the value is rounded half
 // away from zero, so that 2.675 with two decimals is 2.68 as people expect, whatever its nearest
 // double is.
 std::size_t FormatFixed(double value, std::size_t decimals, std::size_t width, char* out) {
   if (!(std::fabs(value) < 1e20)) return 0;
-  if (width > 31) width = 31;
+  width = std::min(width, kLongestNumber);
+  if (const std::size_t size = FormatUnits(value, decimals, width, out); size != 0) return size;
   // One leading zero takes a carry.
   std::array<char, 400> buffer;
   buffer[0] = '0';
@@ -103,6 +132,39 @@ std::size_t FormatFixed(double value, std::size_t decimals, std::size_t width, c
   if (have < decimals && stop <= point) *p++ = '.';
   std::fill_n(p, decimals - have, '0');
   return size;
+}
+
+// Puts the text of a plain number of at most fifteen digits, which means what it means as a double
+// too, right into a field. Nothing is done to any other text; `fits` says whether there was room.
+bool PutPlainNumber(const FieldLayout& f, std::string_view text, std::uint8_t* p, bool* fits) {
+  const bool minus = text.front() == '-';
+  if (minus) text.remove_prefix(1);
+  while (text.size() > 1 && text[0] == '0' && text[1] != '.') text.remove_prefix(1);
+  const std::size_t point = std::min(text.find('.'), text.size());
+  const std::string_view fraction = text.substr(std::min(point + 1, text.size()));
+  if (point == 0 || text.size() > 16 || fraction.size() > f.decimals ||
+      (fraction.empty() && point < text.size())) {
+    return false;
+  }
+  bool zero = true;
+  for (const char c : text) {
+    if (c == '.') continue;
+    if (c < '0' || c > '9') return false;
+    zero = zero && c == '0';
+  }
+  if (point + fraction.size() > 15 || text.find('.', point + 1) != text.npos) return false;
+  const std::size_t sign = minus && !zero ? 1 : 0;
+  const std::size_t decimals = f.decimals > 0 ? std::size_t{1} + f.decimals : 0;
+  *fits = sign + point + decimals <= f.length && sign + point + decimals <= kLongestNumber;
+  if (!*fits) return true;
+  std::uint8_t* at = std::fill_n(p, f.length - sign - point - decimals, std::uint8_t{' '});
+  if (sign != 0) *at++ = '-';
+  at = std::copy_n(text.begin(), point, at);
+  if (decimals == 0) return true;
+  *at++ = '.';
+  at = std::copy(fraction.begin(), fraction.end(), at);
+  std::fill_n(at, f.decimals - fraction.size(), std::uint8_t{'0'});
+  return true;
 }
 
 struct JulianMoment {
@@ -316,6 +378,14 @@ bool EncodeCurrency(const FieldLayout& f, std::int64_t ten_thousandths, std::uin
 }
 
 bool EncodeDateTime(const FieldLayout& f, std::string_view text, std::uint8_t* p) {
+  if (f.type == FieldLetter::kDate) {
+    // The field holds a day as it is written.
+    const std::string_view digits = Trimmed(text);
+    if (ParseDigits(digits)) {
+      std::copy(digits.begin(), digits.end(), p);
+      return true;
+    }
+  }
   const auto moment = ParseDateTime(text);
   if (!moment) return false;
   if (f.type == FieldLetter::kDate) return EncodeLong(f, moment->julian, p);
@@ -343,11 +413,17 @@ bool EncodeText(const FieldLayout& f, std::string_view text, const CodePage& pag
     case FieldLetter::kFloat:
     case FieldLetter::kInteger:
     case FieldLetter::kDouble: {
-      if (Trimmed(text).empty()) {
+      const std::string_view number = Trimmed(text);
+      if (number.empty()) {
         EncodeBlank(f, p);
         return true;
       }
-      const auto value = ParseDouble(text);
+      bool fits = false;
+      if ((f.type == FieldLetter::kNumeric || f.type == FieldLetter::kFloat) &&
+          PutPlainNumber(f, number, p, &fits)) {
+        return fits;
+      }
+      const auto value = ParseDouble(number);
       return value && EncodeDouble(f, *value, p);
     }
     case FieldLetter::kCurrency: {

@@ -57,6 +57,50 @@ TEST(FieldCodec, NumbersAreRightJustifiedAndRounded) {
   EXPECT_FALSE(EncodeDouble(whole.layout(), 999.5, whole.p()));
 }
 
+// Whole units of the last decimal take a way of their own, from a double and from text.
+TEST(FieldCodec, NumbersAreWrittenAlikeFromDoublesAndFromText) {
+  std::uint64_t random = 1;
+  for (int i = 0; i < 50'000; ++i) {
+    random = random * 6364136223846793005U + 1442695040888963407U;
+    const auto decimals = static_cast<std::uint8_t>(random >> 32 & 7);
+    const std::uint64_t units = (random >> 8) % 1'000'000'000'000'000U >> (random >> 40 & 31);
+    const bool minus = (random >> 60 & 1) != 0;
+    std::string digits = std::to_string(units);
+    while (digits.size() <= decimals) digits.insert(0, 1, '0');
+    if (decimals > 0) digits.insert(digits.size() - decimals, 1, '.');
+    if (minus && units != 0) digits.insert(0, 1, '-');
+    Cell from_text('N', 18, decimals);
+    Cell from_double('N', 18, decimals);
+    const std::string want = std::string(18 - digits.size(), ' ') + digits;
+    EXPECT_TRUE(from_text.Text(minus ? " " + digits : "00" + digits));
+    EXPECT_EQ(from_text.text(), want);
+    EXPECT_TRUE(EncodeDouble(from_double.layout(), std::stod(digits), from_double.p()));
+    EXPECT_EQ(from_double.text(), want);
+    Cell narrow('N', static_cast<std::uint16_t>(digits.size()), decimals);
+    EXPECT_TRUE(narrow.Text(digits) &&
+                EncodeDouble(narrow.layout(), std::stod(digits), narrow.p()));
+    EXPECT_EQ(narrow.text(), digits);
+    if (digits.size() < 2) continue;
+    Cell too_narrow('N', static_cast<std::uint16_t>(digits.size() - 1), decimals);
+    EXPECT_FALSE(too_narrow.Text(digits));
+    EXPECT_FALSE(EncodeDouble(too_narrow.layout(), std::stod(digits), too_narrow.p()));
+  }
+  Cell n('N', 10, 2);
+  const auto put = [&](std::string_view text) { return n.Text(text) ? n.text() : "refused"; };
+  EXPECT_EQ(put("7"), "      7.00");
+  EXPECT_EQ(put("-007.5"), "     -7.50");
+  EXPECT_EQ(put("-0.00"), "      0.00");
+  EXPECT_EQ(put("1.005"), "      1.01");
+  EXPECT_EQ(put(".5"), "      0.50");
+  EXPECT_EQ(put("5."), "      5.00");
+  EXPECT_EQ(put("+3"), "      3.00");
+  EXPECT_EQ(put("1e2"), "    100.00");
+  EXPECT_EQ(put("12345678"), "refused");
+  for (const char* bad : {"-", ".", "1.2.3", "1..2", "--1", "1-2", "1 2", "-.", "12a"}) {
+    EXPECT_EQ(put(bad), "refused") << bad;
+  }
+}
+
 TEST(FieldCodec, DecimalTextOfEveryShapeIsRead) {
   const auto read = [](std::string text) {
     return DecodeNumber(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
