@@ -2,6 +2,7 @@
 #include <optional>
 #include <unordered_set>
 
+#include "base/record_set.h"
 #include "base/text.h"
 #include "cli/address.h"
 #include "cli/data_sources.h"
@@ -41,7 +42,7 @@ class KnownAddresses {
     const std::uint64_t check = CheckOf(lower);
     return set_.Find(HashOf(lower), [&](std::uint32_t number) {
       return checks_[number - 1] == check;
-    }) != AddressSet::kNotFound;
+    }) != RecordSet::kNotFound;
   }
   void Add(std::string_view lower) {
     checks_.push_back(CheckOf(lower));
@@ -50,7 +51,7 @@ class KnownAddresses {
 
  private:
   static std::uint64_t CheckOf(std::string_view lower) { return HashOf("\n" + std::string(lower)); }
-  AddressSet set_;
+  RecordSet set_;
   std::vector<std::uint64_t> checks_;
 };
 
