@@ -23,14 +23,15 @@ bool IsBlank(std::string_view text) {
 }  // namespace
 
 Contact::Index& Contact::Large() {
-  if (!index_) index_.emplace();
-  return *index_;
+  if (*index_ == nullptr) *index_ = std::make_unique<Index>();
+  return **index_;
 }
 
 const Contact::Property* Contact::Slot(PropertyTag tag) const {
   if (properties_.size() > kFew) {
-    const auto found = index_->properties.find(tag);
-    return found != index_->properties.end() ? &properties_[found->second] : nullptr;
+    const auto& known = (*index_)->properties;
+    const auto found = known.find(tag);
+    return found != known.end() ? &properties_[found->second] : nullptr;
   }
   for (const Property& property : properties_) {
     if (property.tag == tag) return &property;
@@ -83,7 +84,7 @@ void Contact::Clear() {
   values_.clear();
   categories_.clear();
   addresses_.clear();
-  index_.reset();
+  (*index_).reset();
 }
 
 void Contact::AddText(PropertyTag tag, std::string_view text) {

@@ -4,10 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "base/date.h"
@@ -87,13 +89,32 @@ class Contact {
   void Append(PropertyTag tag, Property::Kept kept, Place place);
   Index& Large();
 
+  // An index where there is need of one; a copy has one of its own.
+  class IndexSlot {
+   public:
+    IndexSlot() = default;
+    IndexSlot(const IndexSlot& other)
+        : index_(other.index_ ? std::make_unique<Index>(*other.index_) : nullptr) {}
+    IndexSlot(IndexSlot&&) noexcept = default;
+    IndexSlot& operator=(IndexSlot other) noexcept {
+      index_ = std::move(other.index_);
+      return *this;
+    }
+    ~IndexSlot() = default;
+    std::unique_ptr<Index>& operator*() { return index_; }
+    const std::unique_ptr<Index>& operator*() const { return index_; }
+
+   private:
+    std::unique_ptr<Index> index_;
+  };
+
   std::vector<Property> properties_;
   std::string texts_;
   std::vector<std::string> lines_;
   std::vector<automation::Value> values_;
   std::vector<std::string> categories_;
   std::vector<Place> addresses_;
-  std::optional<Index> index_;
+  IndexSlot index_;
 };
 
 }  // namespace pv::converter

@@ -160,19 +160,19 @@ void ReadNote(std::string note, Contact* contact) {
       if (rest[close] == '<') ++depth;
       if (rest[close] == '>' && --depth == 0) break;
     }
-    const std::size_t colon = rest.find(':', open);
     if (close == rest.size()) {  // brackets that do not close are text
       comment += rest.substr(open);
       break;
     }
     const std::string_view field = rest.substr(open, close + 1 - open);
     rest = rest.substr(close + 1);
-    if (colon == std::string_view::npos || colon >= close) {
+    const std::size_t colon = field.find(':');
+    if (colon == std::string_view::npos) {
       comment += field;
       continue;
     }
-    const std::string name = ToLower(TrimSpace(field.substr(1, colon - open - 1)));
-    const std::string_view value = TrimSpace(field.substr(colon - open + 1, close - colon - 1));
+    const std::string name = ToLower(TrimSpace(field.substr(1, colon - 1)));
+    const std::string_view value = TrimSpace(field.substr(colon + 1, field.size() - colon - 2));
     const auto* const known = std::find_if(std::begin(kTags), std::end(kTags),
                                            [&](const Tag& tag) { return tag.name == name; });
     if (known != std::end(kTags)) {

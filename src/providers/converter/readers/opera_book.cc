@@ -34,8 +34,11 @@ constexpr Key kKeys[] = {
     {"POSTALADDRESS", kPostalAddress},
 };
 
+constexpr std::uint32_t kNoFolder = UINT32_MAX;
+
 struct Folder {
   std::string name;
+  std::uint32_t outer = kNoFolder;
   bool trash = false;  // or inside one
 };
 
@@ -53,6 +56,10 @@ class OperaBook : public LoadedBook {
  public:
   Status Open(platform::File* file, const std::string& name);
 
+  // The names of folders are put to their contacts now: kept with each they would be many times the
+  // file.
+  Status ReadSome(std::uint32_t position, const Wanted& wanted, Contact* contact) override;
+
  private:
   void EndBlock();
   void Field(std::string_view key, std::string_view value);
@@ -60,25 +67,40 @@ class OperaBook : public LoadedBook {
   enum class Block : std::uint8_t { kNone, kContact, kFolder, kOther };
   Block block_ = Block::kNone;
   Contact contact_;
-  std::vector<Folder> folders_;
+  std::vector<Folder> folders_;           // all that there were
+  std::uint32_t folder_ = kNoFolder;      // the innermost that is open
+  std::vector<std::uint32_t> folder_of_;  // of the contacts
 };
 
 void OperaBook::EndBlock() {
-  if (block_ == Block::kContact && !(folders_.size() > 0 && folders_.back().trash)) {
-    const std::size_t first =
-        folders_.size() > kMostCategories ? folders_.size() - kMostCategories : 0;
-    for (std::size_t i = first; i < folders_.size(); ++i) contact_.AddCategory(folders_[i].name);
+  if (block_ == Block::kContact && (folder_ == kNoFolder || !folders_[folder_].trash)) {
     contact_.Finish();
-    if (!contact_.empty()) contacts_.push_back(contact_);
+    if (!contact_.empty()) {
+      contacts_.push_back(contact_);
+      folder_of_.push_back(folder_);
+    }
   }
   contact_.Clear();
   block_ = Block::kNone;
 }
 
+Status OperaBook::ReadSome(std::uint32_t position, const Wanted& wanted, Contact* contact) {
+  PV_RETURN_IF_ERROR(LoadedBook::ReadSome(position, wanted, contact));
+  std::vector<std::uint32_t> inside;
+  for (std::uint32_t folder = folder_of_[position];
+       folder != kNoFolder && inside.size() < kMostCategories; folder = folders_[folder].outer) {
+    inside.push_back(folder);
+  }
+  for (auto folder = inside.rbegin(); folder != inside.rend(); ++folder) {
+    contact->AddCategory(folders_[*folder].name);
+  }
+  return Status::Ok();
+}
+
 void OperaBook::Field(std::string_view key, std::string_view value) {
   if (block_ == Block::kFolder) {
-    if (key == "NAME") folders_.back().name = value;
-    if (key == "TRASH FOLDER" && value == "YES") folders_.back().trash = true;
+    if (key == "NAME") folders_[folder_].name = value;
+    if (key == "TRASH FOLDER" && value == "YES") folders_[folder_].trash = true;
     return;
   }
   if (block_ != Block::kContact) return;
@@ -117,14 +139,15 @@ Status OperaBook::Open(platform::File* file, const std::string& name) {
                  ": a line is too long and is left out");
     } else if (trimmed == "-") {
       EndBlock();
-      if (!folders_.empty()) folders_.pop_back();
+      if (folder_ != kNoFolder) folder_ = folders_[folder_].outer;
     } else if (trimmed.starts_with('#')) {
       EndBlock();
       block_ = trimmed == "#CONTACT"  ? Block::kContact
                : trimmed == "#FOLDER" ? Block::kFolder
                                       : Block::kOther;
       if (block_ == Block::kFolder) {
-        folders_.push_back({{}, !folders_.empty() && folders_.back().trash});
+        folders_.push_back({{}, folder_, folder_ != kNoFolder && folders_[folder_].trash});
+        folder_ = static_cast<std::uint32_t>(folders_.size() - 1);
       }
     } else if (const std::size_t equals = trimmed.find('='); equals != std::string_view::npos) {
       Field(trimmed.substr(0, equals), trimmed.substr(equals + 1));

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -31,6 +32,9 @@ constexpr char kBeforeReading = '\x01';
 constexpr std::string_view kDesktopMark("\x00\x01\x42\x41", 4);
 constexpr std::size_t kHeaderSize = 78;
 constexpr std::size_t kCategoryCount = 16;
+
+// Every contact of a category has its name: no name of a category is longer.
+constexpr std::size_t kLongestCategory = 240;
 constexpr std::uint8_t kDeleted = 0x80;
 
 enum PhoneLabel : std::uint32_t {
@@ -141,6 +145,7 @@ Status PalmBook::OpenHandheld(std::string_view bytes) {
   if (application != 0 && application < bytes.size()) {
     categories = bytes.substr(application).substr(0, 2 + kCategoryCount * 16);
   }
+  std::size_t total = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const char* const entry = bytes.data() + kHeaderSize + i * 8;
     const std::size_t offset = LoadBe32(entry);
@@ -148,6 +153,13 @@ Status PalmBook::OpenHandheld(std::string_view bytes) {
     if ((attributes & kDeleted) != 0) continue;
     const std::size_t end = i + 1 < count ? LoadBe32(entry + 8) : bytes.size();
     PalmFields fields;
+    // Records that overlap would be read over and over.
+    if (offset <= end && end <= bytes.size()) total += end - offset;
+    if (total > bytes.size()) {
+      notes_.Add(name_ + ": record " + std::to_string(i + 1) +
+                 ": the records overlap; this one and those after it are left out");
+      break;
+    }
     if (offset > end || end > bytes.size() ||
         !ReadRecord(bytes.substr(offset, end - offset), &fields)) {
       notes_.Add(name_ + ": record " + std::to_string(i + 1) +
@@ -202,12 +214,12 @@ Status PalmBook::OpenDesktop(std::string_view bytes) {
   CountedText(&reader);  // the path
   CountedText(&reader);  // names of the custom fields
   reader.Skip(4);        // the next category's number
-  std::vector<std::pair<std::uint32_t, std::string>> categories;
+  std::unordered_map<std::uint32_t, std::string_view> categories;
   const std::uint32_t category_count = reader.Le32();
   for (std::uint32_t i = 0; i < category_count && reader.ok(); ++i) {
     const std::uint32_t index = reader.Le32();
     reader.Skip(8);
-    categories.emplace_back(index, CountedText(&reader));
+    categories[index] = CountedText(&reader).substr(0, kLongestCategory);
     CountedText(&reader);
   }
   reader.Skip(20);
@@ -244,9 +256,8 @@ Status PalmBook::OpenDesktop(std::string_view bytes) {
     fields.zip = cells[20].text;
     fields.country = cells[21].text;
     fields.note = cells[22].text;
-    for (const auto& [index, category] : categories) {
-      if (index == cells[24].number && index != 0) fields.category = category;
-    }
+    const auto category = categories.find(cells[24].number);
+    if (category != categories.end() && category->first != 0) fields.category = category->second;
     records_.push_back(std::move(fields));
   }
   return Status::Ok();

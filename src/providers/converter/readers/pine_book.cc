@@ -18,6 +18,8 @@ Member MemberFromItem(std::string_view item, const Nicknames& nicknames) {
 
 namespace {
 
+constexpr std::size_t kFields = 5;
+
 class PineBook : public LoadedBook {
  public:
   Status Open(platform::File* file, const std::string& name);
@@ -86,7 +88,7 @@ Status PineBook::ReadEntries(platform::File* file, const std::string& name) {
   const auto end_entry = [&] {
     if (!whole.empty() && !whole.starts_with("#DELETED")) {
       Entry entry;
-      for (std::size_t start = 0; start <= whole.size();) {
+      for (std::size_t start = 0; start <= whole.size() && entry.fields.size() < kFields;) {
         const std::size_t tab = std::min(whole.find('\t', start), whole.size());
         const std::string_view field = std::string_view(whole).substr(start, tab - start);
         entry.fields.emplace_back(TrimSpace(field));
@@ -108,8 +110,8 @@ Status PineBook::ReadEntries(platform::File* file, const std::string& name) {
     if (!line.text.starts_with(' ')) end_entry();
     if (line.cut || whole.size() + line.text.size() > LineReader::kLongest) {
       notes_.Add(name + ": byte " + std::to_string(line.offset) +
-                 ": what follows of an entry is too long and is left out");
-      continue;
+                 ": an entry is too long; its end is left out");
+      line.text = line.text.substr(0, LineReader::kLongest - whole.size());
     }
     // What folding put before the rest of an entry is no part of it.
     const std::size_t first = line.text.find_first_not_of(' ');

@@ -16,6 +16,7 @@
 #include "providers/converter/readers/wab_book.h"
 
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -66,7 +67,7 @@ class WabBook : public LoadedBook {
   std::string bytes_;
   std::string name_;
   std::uint32_t members_ = 0;  // property number of a list's members; 0 when there is none
-  std::vector<std::uint32_t> identity_;
+  std::unordered_set<std::uint32_t> identity_;
   std::unordered_map<std::uint32_t, Member> targets_;  // by record number
   std::vector<std::vector<std::string>> list_members_;
 };
@@ -88,7 +89,7 @@ void WabBook::ReadNames() {
       const std::string name = FromUtf16Le(entry.substr(2));
       if (name == kMembersName) members_ = number;
       for (const std::string_view identity : kIdentityNames) {
-        if (name == identity) identity_.push_back(number);
+        if (name == identity) identity_.insert(number);
       }
     }
   }
@@ -136,7 +137,7 @@ void WabBook::AddContact(std::uint32_t number, const std::vector<RawProperty>& p
   bool identity = false;
   for (const RawProperty& property : properties) {
     const std::uint32_t id = property.tag >> 16;
-    for (const std::uint32_t known : identity_) identity = identity || known == id;
+    identity = identity || identity_.contains(id);
     if (property.tag == (kEmail | 1)) {
       for (const std::string_view value : property.values) contact.AddAddress(FromUtf16Le(value));
     }
