@@ -53,7 +53,7 @@ long ResidentKilobytes() {
 }
 
 TEST_F(DirectoryTest, EverybodyIsReadPageByPage) {
-  const long before = ResidentKilobytes();
+  [[maybe_unused]] const long before = ResidentKilobytes();
   const auto roster = Open(Url(kPlain));
   ASSERT_NE(roster, nullptr);
   EXPECT_EQ(roster->own_count(), people_);
