@@ -9,6 +9,7 @@
 #include "platform/system.h"
 #include "providers/converter/readers/ldap_library.h"
 #include "providers/converter/readers/ldif_book.h"
+#include "providers/converter/text/decode.h"
 #include "providers/converter/text/line_reader.h"
 
 namespace pv::converter {
@@ -32,6 +33,8 @@ class Spool {
   static Result<std::unique_ptr<Spool>> Make();
 
   void Put(std::string_view name, std::string_view value);
+  // A value that is too long to be one: who reads the entry is told so.
+  void PutUnusable(std::string_view name) { buffer_.append(name).append(":<\n"); }
   void EndEntry() { buffer_ += '\n'; }
   Status Flush();
   Status FlushWhenFull() { return buffer_.size() < kBuffer ? Status::Ok() : Flush(); }
@@ -164,6 +167,29 @@ Result<Request> ParseUrl(const LdapLibrary& ldap, const std::string& url) {
   return request;
 }
 
+// "member;range=0-1499": large groups send their members in parts, "member;range=1500-*" the last.
+struct ValueRange {
+  std::string_view attribute;
+  bool all = true;         // nothing follows
+  std::uint32_t next = 0;  // else the number of the next value
+};
+
+ValueRange ParseValueRange(std::string_view name) {
+  constexpr std::string_view kMark = ";range=";
+  const std::size_t mark = ToLower(name).find(kMark);
+  if (mark == std::string::npos) return {name};
+  const std::string_view numbers = name.substr(mark + kMark.size());
+  const std::size_t dash = numbers.find('-');
+  ValueRange range{name.substr(0, mark)};
+  if (dash == std::string_view::npos) return range;
+  const std::string_view last = numbers.substr(dash + 1, numbers.find(';') - dash - 1);
+  const auto number = ParseDecimal(last);
+  if (last == "*" || !number || *number >= UINT32_MAX) return range;
+  range.all = false;
+  range.next = static_cast<std::uint32_t>(*number) + 1;
+  return range;
+}
+
 class Search {
  public:
   Search(const LdapLibrary& ldap, std::string url) : ldap_(ldap), url_(std::move(url)) {}
@@ -178,8 +204,17 @@ class Search {
 
  private:
   Status Failure(const char* what, int code);
+  Status Ask(const char* base, int scope, const char* filter, const char* const* attributes,
+             LDAPControl** controls, int* message);
+  template <typename TakeEntry>
+  Status ReadAnswers(int message, berval* cookie, TakeEntry take);
   Status ReadPage(const Request& request, Spool* spool, berval* cookie);
   Status PutEntry(LDAPMessage* entry, Spool* spool);
+  template <typename Take>
+  Status ForEachAttribute(LDAPMessage* entry, Take take);
+  void PutValues(LDAPMessage* entry, const char* name, std::string_view plain, Spool* spool);
+  Status PutRest(const std::string& dn, const std::string& attribute, std::uint32_t from,
+                 Spool* spool);
   Status EndPage(LDAPMessage* result, berval* cookie);
 
   const LdapLibrary& ldap_;
@@ -241,29 +276,74 @@ Status Search::Connect(const Request& request, const Access& access) {
   return code == LDAP_SUCCESS ? Status::Ok() : Failure("cannot log in", code);
 }
 
-Status Search::PutEntry(LDAPMessage* entry, Spool* spool) {
-  char* const dn = ldap_.ldap_get_dn(session_, entry);
-  if (dn == nullptr) return Status::Ok();
-  spool->Put("dn", dn);
-  ldap_.ldap_memfree(dn);
+template <typename Take>
+Status Search::ForEachAttribute(LDAPMessage* entry, Take take) {
   BerElement* place = nullptr;
+  Status status;
   for (char* name = ldap_.ldap_first_attribute(session_, entry, &place); name != nullptr;
        name = ldap_.ldap_next_attribute(session_, entry, place)) {
-    berval** const values = ldap_.ldap_get_values_len(session_, entry, name);
-    // Members of large groups may come as a part, "member;range=0-1499".
-    std::string_view plain = name;
-    if (plain.find(";range=") != std::string_view::npos) plain = plain.substr(0, plain.find(';'));
-    for (berval** value = values; value != nullptr && *value != nullptr; ++value) {
-      if ((*value)->bv_len <= LineReader::kLongest / 2) {
-        spool->Put(plain, {(*value)->bv_val, (*value)->bv_len});
-      }
-    }
-    if (values != nullptr) ldap_.ldap_value_free_len(values);
+    if (status.ok()) status = take(name);
     ldap_.ldap_memfree(name);
   }
   if (place != nullptr) ldap_.ber_free(place, 0);
+  return status;
+}
+
+void Search::PutValues(LDAPMessage* entry, const char* name, std::string_view plain, Spool* spool) {
+  berval** const values = ldap_.ldap_get_values_len(session_, entry, name);
+  for (berval** value = values; value != nullptr && *value != nullptr; ++value) {
+    if ((*value)->bv_len <= LineReader::kLongest / 2) {
+      spool->Put(plain, {(*value)->bv_val, (*value)->bv_len});
+    } else {
+      spool->PutUnusable(plain);
+    }
+  }
+  if (values != nullptr) ldap_.ldap_value_free_len(values);
+}
+
+Status Search::PutEntry(LDAPMessage* entry, Spool* spool) {
+  char* const name = ldap_.ldap_get_dn(session_, entry);
+  if (name == nullptr) return Status::Ok();
+  const std::string dn = name;
+  ldap_.ldap_memfree(name);
+  spool->Put("dn", dn);
+  PV_RETURN_IF_ERROR(ForEachAttribute(entry, [&](const char* attribute) {
+    const ValueRange range = ParseValueRange(attribute);
+    PutValues(entry, attribute, range.attribute, spool);
+    if (range.all) return Status::Ok();
+    return PutRest(dn, std::string(range.attribute), range.next, spool);
+  }));
   spool->EndEntry();
   return spool->FlushWhenFull();
+}
+
+// The values from the one with the number `from` on, which the directory has not sent by itself.
+Status Search::PutRest(const std::string& dn, const std::string& attribute, std::uint32_t from,
+                       Spool* spool) {
+  for (bool all = false; !all;) {
+    const std::string wanted = attribute + ";range=" + std::to_string(from) + "-*";
+    const char* const attributes[] = {wanted.c_str(), nullptr};
+    int message = 0;
+    PV_RETURN_IF_ERROR(
+        Ask(dn.c_str(), LDAP_SCOPE_BASE, "(objectClass=*)", attributes, nullptr, &message));
+    std::uint32_t next = from;
+    PV_RETURN_IF_ERROR(ReadAnswers(message, nullptr, [&](LDAPMessage* entry) {
+      return ForEachAttribute(entry, [&](const char* name) {
+        const ValueRange range = ParseValueRange(name);
+        if (!EqualsIgnoreCase(range.attribute, attribute)) return Status::Ok();
+        PutValues(entry, name, attribute, spool);
+        all = range.all;
+        next = range.next;
+        return spool->FlushWhenFull();
+      });
+    }));
+    if (!all && next <= from) {
+      return Status::IoError(url_ + ": " + dn + ": the directory does not send the values of " +
+                             attribute + " from number " + std::to_string(from) + " on");
+    }
+    from = next;
+  }
+  return Status::Ok();
 }
 
 // Takes the cookie for the next page out of the end of this one.
@@ -276,7 +356,7 @@ Status Search::EndPage(LDAPMessage* result, berval* cookie) {
   if (controls != nullptr) {
     LDAPControl* const page = ldap_.ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, controls, nullptr);
     ber_int_t estimate = 0;
-    if (page != nullptr) {
+    if (page != nullptr && cookie != nullptr) {
       ldap_.ldap_parse_pageresponse_control(session_, page, &estimate, cookie);
     }
     ldap_.ldap_controls_free(controls);
@@ -286,19 +366,17 @@ Status Search::EndPage(LDAPMessage* result, berval* cookie) {
   return Status::Ok();
 }
 
-Status Search::ReadPage(const Request& request, Spool* spool, berval* cookie) {
-  LDAPControl* page = nullptr;
-  int code = ldap_.ldap_create_page_control(session_, kPage, cookie, 0, &page);
-  if (code != LDAP_SUCCESS) return Failure("cannot ask for pages", code);
-  LDAPControl* controls[] = {page, nullptr};
-  int message = 0;
-  code = ldap_.ldap_search_ext(session_, request.base.c_str(), request.scope,
-                               request.filter.c_str(), const_cast<char**>(DirectoryAttributes()), 0,
-                               controls, nullptr, nullptr, LDAP_NO_LIMIT, &message);
-  ldap_.ldap_control_free(page);
-  if (cookie->bv_val != nullptr) ldap_.ber_memfree(cookie->bv_val);
-  *cookie = {};
-  if (code != LDAP_SUCCESS) return Failure("cannot search", code);
+Status Search::Ask(const char* base, int scope, const char* filter, const char* const* attributes,
+                   LDAPControl** controls, int* message) {
+  const int code =
+      ldap_.ldap_search_ext(session_, base, scope, filter, const_cast<char**>(attributes), 0,
+                            controls, nullptr, nullptr, LDAP_NO_LIMIT, message);
+  return code == LDAP_SUCCESS ? Status::Ok() : Failure("cannot search", code);
+}
+
+// Takes the entries that come in answer to a message; the cookie is what its end brings, if any.
+template <typename TakeEntry>
+Status Search::ReadAnswers(int message, berval* cookie, TakeEntry take) {
   while (true) {
     LDAPMessage* answer = nullptr;
     timeval wait{kSecondsBetweenAnswers, 0};
@@ -309,12 +387,27 @@ Status Search::ReadPage(const Request& request, Spool* spool, berval* cookie) {
       return Failure("the directory does not answer", error);
     }
     Status status;
-    if (kind == LDAP_RES_SEARCH_ENTRY) status = PutEntry(answer, spool);
+    if (kind == LDAP_RES_SEARCH_ENTRY) status = take(answer);
     if (kind == LDAP_RES_SEARCH_RESULT) status = EndPage(answer, cookie);
     ldap_.ldap_msgfree(answer);
     PV_RETURN_IF_ERROR(status);
     if (kind == LDAP_RES_SEARCH_RESULT) return Status::Ok();
   }
+}
+
+Status Search::ReadPage(const Request& request, Spool* spool, berval* cookie) {
+  LDAPControl* page = nullptr;
+  int code = ldap_.ldap_create_page_control(session_, kPage, cookie, 0, &page);
+  if (code != LDAP_SUCCESS) return Failure("cannot ask for pages", code);
+  LDAPControl* controls[] = {page, nullptr};
+  int message = 0;
+  const Status asked = Ask(request.base.c_str(), request.scope, request.filter.c_str(),
+                           DirectoryAttributes(), controls, &message);
+  ldap_.ldap_control_free(page);
+  if (cookie->bv_val != nullptr) ldap_.ber_memfree(cookie->bv_val);
+  *cookie = {};
+  PV_RETURN_IF_ERROR(asked);
+  return ReadAnswers(message, cookie, [&](LDAPMessage* entry) { return PutEntry(entry, spool); });
 }
 
 Status Search::ReadAll(const Request& request, Spool* spool) {
