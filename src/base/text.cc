@@ -82,12 +82,15 @@ void AppendUtf8(std::string* out, char32_t c) {
 
 bool IsAscii(std::string_view text) {
   constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  const char* const p = text.data();
+  const std::size_t size = text.size();
   std::uint64_t seen = 0;
-  while (text.size() >= sizeof seen) {
-    seen |= LoadLe64(text.data());
-    text.remove_prefix(sizeof seen);
+  if (size >= sizeof seen) {
+    for (std::size_t i = 0; i + sizeof seen < size; i += sizeof seen) seen |= LoadLe64(p + i);
+    seen |= LoadLe64(p + size - sizeof seen);  // the end, some of it for the second time
+  } else {
+    for (const char c : text) seen |= static_cast<unsigned char>(c);
   }
-  for (const char c : text) seen |= static_cast<unsigned char>(c);
   return (seen & kHighBits) == 0;
 }
 

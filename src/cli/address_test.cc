@@ -26,6 +26,21 @@ TEST(AddressFault, SaysWhatIsWrong) {
   EXPECT_STREQ(AddressFault("a@b\x7F"), "the address holds a control character");
 }
 
+// Bytes are looked at in eights; none may be missed wherever it stands.
+TEST(AddressFault, FindsEveryByteAnywhere) {
+  const std::string good = "somebody.with.a.long.name@mail.example.org";
+  ASSERT_EQ(AddressFault(good), nullptr);
+  for (std::size_t at = 0; at < good.size(); ++at) {
+    for (int byte = 1; byte < 256; ++byte) {
+      std::string text = good;
+      text[at] = static_cast<char>(byte);
+      const bool bad =
+          byte <= ' ' || byte == ',' || byte == 0x7F || (byte == '@') != (good[at] == '@');
+      EXPECT_EQ(AddressFault(text) != nullptr, bad) << at << " " << byte;
+    }
+  }
+}
+
 TEST(LowerAddress, FoldsLetterCase) {
   char buffer[32];
   std::string scratch;

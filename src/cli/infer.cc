@@ -85,7 +85,8 @@ void ColumnStats::AddNumber(std::string_view text) {
   bool any = false;
   for (NumberKind* kind : {&point_, &comma_}) {
     NumberShape shape;
-    if (!hopeful || !ReadNumber(text, kind == &point_ ? '.' : ',', &shape)) continue;
+    if (!hopeful || (kind == &comma_ && text.find(',') == text.npos)) continue;
+    if (!ReadNumber(text, kind == &point_ ? '.' : ',', &shape)) continue;
     any = true;
     ++kind->count;
     if (shape.decimals > 0) ++kind->fractions;

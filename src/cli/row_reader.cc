@@ -143,7 +143,7 @@ RowReader::Batch* RowReader::NextBatch() {
 
 void RowReader::Fill(Batch* batch) {
   batch->bytes.clear();
-  batch->fields.clear();
+  batch->spans.clear();
   batch->rows.clear();
   while (batch->bytes.size() < kBatchBytes) {
     if (!held_first_) {
@@ -156,6 +156,10 @@ void RowReader::Fill(Batch* batch) {
     }
     held_first_ = false;
     AddRow(batch);
+  }
+  batch->fields.clear();
+  for (const Span& span : batch->spans) {
+    batch->fields.emplace_back(batch->bytes.data() + span.at, span.size);
   }
   batch->blank_lines = reader_.blank_lines();
   batch->consumed = reader_.consumed() + mark_size_;
@@ -182,9 +186,9 @@ void RowReader::AddRow(Batch* batch) {
   }
   row.fault = keep(fault);
   if (fault.empty()) {
-    row.first_field = batch->fields.size();
+    row.first_field = batch->spans.size();
     row.field_count = raw_fields_.size();
-    for (const std::string_view field : raw_fields_) batch->fields.push_back(keep(field));
+    for (const std::string_view field : raw_fields_) batch->spans.push_back(keep(field));
     if (key_column_) {
       const std::string_view key = TrimBlanks(raw_fields_[*key_column_]);
       row.key_fault = AddressFault(key);
@@ -237,11 +241,7 @@ bool RowReader::Next() {
   consumed_ = row_->consumed;
   const char* bytes = batch_->bytes.data();
   fault_ = {bytes + row_->fault.at, row_->fault.size};
-  fields_.clear();
-  for (std::size_t i = 0; i < row_->field_count; ++i) {
-    const Span& span = batch_->fields[row_->first_field + i];
-    fields_.emplace_back(bytes + span.at, span.size);
-  }
+  fields_ = std::span(batch_->fields).subspan(row_->first_field, row_->field_count);
   return true;
 }
 

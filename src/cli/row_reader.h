@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -43,7 +44,7 @@ class RowReader {
   // Why the row cannot be used, or nothing. fields() is as long as headings() unless there is a
   // fault, and is UTF-8 without zero bytes.
   std::string_view fault() const { return fault_; }
-  const std::vector<std::string_view>& fields() const { return fields_; }
+  std::span<const std::string_view> fields() const { return fields_; }
 
   // Of the key column without blanks around it: why it is no address, or null; and HashOf its
   // lower-case form. Not set for rows with a fault.
@@ -73,7 +74,8 @@ class RowReader {
   };
   struct Batch {
     std::string bytes;
-    std::vector<Span> fields;
+    std::vector<Span> spans;
+    std::vector<std::string_view> fields;  // the same, when all bytes are there
     std::vector<Row> rows;
     std::uint64_t blank_lines = 0, consumed = 0;  // up to its end
     bool last = false;
@@ -118,7 +120,7 @@ class RowReader {
   Row none_;
   const Row* row_ = &none_;
   std::string_view fault_;
-  std::vector<std::string_view> fields_;
+  std::span<const std::string_view> fields_;
   std::uint64_t blank_lines_ = 0;
   std::uint64_t consumed_ = 0;
 };

@@ -117,6 +117,33 @@ constexpr auto kPackedPairs = [] {
   return packed;
 }();
 
+// What each word says, found by a hash of it.
+struct KnownWord {
+  std::uint64_t packed = 0;
+  std::uint32_t true_of = 0, false_of = 0;
+};
+constexpr std::size_t kWordSlots = 64;
+
+constexpr std::size_t WordSlot(std::uint64_t packed) {
+  return static_cast<std::size_t>(packed * 0x9FB21C651E98DF25U >> 58);
+}
+
+constexpr auto kKnownWords = [] {
+  std::array<KnownWord, kWordSlots> table{};
+  for (std::size_t i = 0; i < kPackedPairs.size(); ++i) {
+    for (std::size_t side = 0; side < 2; ++side) {
+      const std::uint64_t packed = kPackedPairs[i][side];
+      std::size_t slot = WordSlot(packed);
+      while (table[slot].packed != 0 && table[slot].packed != packed) {
+        slot = (slot + 1) % kWordSlots;
+      }
+      table[slot].packed = packed;
+      (side == 0 ? table[slot].true_of : table[slot].false_of) |= 1U << i;
+    }
+  }
+  return table;
+}();
+
 }  // namespace
 
 bool ReadNumber(std::string_view text, char decimal, NumberShape* shape) {
@@ -167,11 +194,14 @@ BooleanWords ReadBooleanWords(std::string_view text) {
   BooleanWords words;
   if (text.empty() || text.size() > 6) return words;
   const std::uint64_t word = Packed(text);
-  for (std::size_t i = 0; i < kPackedPairs.size(); ++i) {
-    if (word == kPackedPairs[i][0]) words.true_of |= 1U << i;
-    if (word == kPackedPairs[i][1]) words.false_of |= 1U << i;
+  for (std::size_t slot = WordSlot(word);; slot = (slot + 1) % kWordSlots) {
+    const KnownWord& known = kKnownWords[slot];
+    if (known.packed == 0) return words;
+    if (known.packed != word) continue;
+    words.true_of = known.true_of;
+    words.false_of = known.false_of;
+    return words;
   }
-  return words;
 }
 
 std::optional<bool> ReadBoolean(std::string_view text) {

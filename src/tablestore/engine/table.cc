@@ -133,6 +133,7 @@ Status Table::ReadHeader() {
   PV_ASSIGN_OR_RETURN(count_, ValidCount(header_.record_count));
   record_.assign(header_.layout.record_length + 1, 0);
   record_.back() = kEndOfFileMark;
+  MakeBlank();
   original_.assign(header_.layout.record_length + ReadAhead::kSlack, 0);
   ahead_.emplace(header_.layout);
   EndWalk();

@@ -225,6 +225,7 @@ class Table {
   Status MakeKeys(const std::uint8_t* record, std::uint32_t number, std::vector<TagKey>* keys);
   Status CheckUnique(const std::vector<TagKey>& keys, const std::vector<TagKey>* old_keys,
                      std::uint32_t number);
+  void MakeBlank();
   Status RepeatedKey(const std::string& tag, std::uint32_t holder) const;
   Status WriteNewMemos(const std::uint8_t* old_record, bool in_place_allowed,
                        platform::RangeLock* memo_lock, std::vector<std::uint32_t>* in_place);
@@ -280,6 +281,7 @@ class Table {
   bool empty_ = true;  // the last Top or Bottom found nothing
   std::uint32_t record_number_ = 0;
   std::vector<std::uint8_t> record_;    // the buffer, good once the record is edited_
+  std::vector<std::uint8_t> blank_;     // a new record
   std::vector<std::uint8_t> original_;  // as the record was when it was read
   std::vector<MemoSlot> memos_;         // one per field; only memo fields use theirs
   bool edited_ = false;

@@ -24,19 +24,23 @@ void Table::AppendStart() {
   EndWalk();
   LeaveRecord(Place::kAppending);
   empty_ = false;
-  record_[0] = kLiveMark;
   recalled_ = false;
   edited_ = true;
-  for (const FieldLayout& f : header_.layout.fields) EncodeBlank(f, record_.data() + f.offset);
-  if (header_.layout.null_flags_length != 0) {
-    std::fill_n(record_.data() + header_.layout.null_flags_offset, header_.layout.null_flags_length,
-                std::uint8_t{0});
-    // A blank var-length field is empty: its last byte, the used length, is 0 and counts.
-    for (const FieldLayout& f : header_.layout.fields) {
-      if (!f.is_var_length()) continue;
-      record_[header_.layout.null_flags_offset + f.length_bit / 8] |=
-          static_cast<std::uint8_t>(1U << (f.length_bit % 8));
-    }
+  std::copy(blank_.begin(), blank_.end(), record_.begin());
+}
+
+void Table::MakeBlank() {
+  const RecordLayout& layout = header_.layout;
+  blank_.assign(layout.record_length, 0);
+  blank_[0] = kLiveMark;
+  for (const FieldLayout& f : layout.fields) EncodeBlank(f, blank_.data() + f.offset);
+  if (layout.null_flags_length == 0) return;
+  std::fill_n(blank_.data() + layout.null_flags_offset, layout.null_flags_length, std::uint8_t{0});
+  // A blank var-length field is empty: its last byte, the used length, is 0 and counts.
+  for (const FieldLayout& f : layout.fields) {
+    if (!f.is_var_length()) continue;
+    blank_[layout.null_flags_offset + f.length_bit / 8] |=
+        static_cast<std::uint8_t>(1U << (f.length_bit % 8));
   }
 }
 
