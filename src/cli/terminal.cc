@@ -118,9 +118,8 @@ bool AskYesNo(const std::string& question) {
 }
 
 std::string AskSecret(const std::string& question) {
-  std::fprintf(stderr, "%s", Harmless(question).c_str());
-  std::fflush(stderr);
 #ifndef _WIN32
+  // Before the question: what is typed once it stands there counts, and is not shown.
   termios shown{};
   const bool hidden = tcgetattr(fileno(stdin), &shown) == 0;
   if (hidden) {
@@ -129,6 +128,8 @@ std::string AskSecret(const std::string& question) {
     tcsetattr(fileno(stdin), TCSAFLUSH, &silent);
   }
 #endif
+  std::fprintf(stderr, "%s", Harmless(question).c_str());
+  std::fflush(stderr);
   std::string secret;
   for (int c = std::getc(stdin); c != '\n' && c != EOF; c = std::getc(stdin)) {
     secret += static_cast<char>(c);

@@ -2,13 +2,14 @@
 when it is asked for. It has one person and one group, and answers a client at a time.
 
 Under the base dc=large the group has MEMBERS members; under dc=stuck the server goes on sending the
-first part.
+first part. Under dc=small it has three. Who asks under a name needs the password PASSWORD.
 """
 import socket
 import threading
 
 MEMBERS = 3500
 PART = 1500
+PASSWORD = "open sesame"
 
 
 def tlv(tag, *contents):
@@ -49,15 +50,18 @@ def members(base, wanted):
             first = int(name[len("member;range="):].split("-")[0])
     if base.endswith("dc=stuck"):
         first = 0
-    after = min(first + PART, MEMBERS)
-    name = f"member;range={first}-" + ("*" if after == MEMBERS else str(after - 1))
+    count = 3 if base.endswith("dc=small") else MEMBERS
+    after = min(first + PART, count)
+    name = f"member;range={first}-" + ("*" if after == count else str(after - 1))
     return {name: [f"cn=Member {i},mail=m{i}@example.org" for i in range(first, after)]}
 
 
 def answers(operation):
     tag, content = operation
-    if tag == 0x60:  # who asks does not matter
-        return [tlv(0x61, number(0, 10), tlv(4, ""), tlv(4, ""))]
+    if tag == 0x60:
+        _, (_, name), (_, password) = split(content)
+        code = 49 if name and password != PASSWORD.encode() else 0
+        return [tlv(0x61, number(code, 10), tlv(4, ""), tlv(4, ""))]
     if tag != 0x63:
         return []
     fields = split(content)

@@ -1,6 +1,7 @@
 // Stored property values. Tested by wab_book_test.cc and mapi_values_test.cc.
 #include "providers/converter/model/mapi_values.h"
 
+#include <cmath>
 #include <string>
 #include <utility>
 
@@ -45,7 +46,12 @@ void AddMapiValue(PropertyTag tag, const std::vector<std::string_view>& values, 
     }
     case 0x0040:
       if (value.size() >= 8) {
-        if (const auto date = DateFromFileTime(LoadLe64(value.data()))) contact->Add(tag, *date);
+        auto date = DateFromFileTime(LoadLe64(value.data()));
+        if (!date) break;
+        // Midnight where it was typed in, kept in universal time: the nearest midnight is the day.
+        if (tag == kBirthday || tag == kWeddingAnniversary)
+          date->days = std::floor(date->days + 0.5);
+        contact->Add(tag, *date);
       }
       break;
     case 0x0003:

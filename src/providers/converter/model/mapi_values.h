@@ -12,8 +12,9 @@
 
 namespace pv::converter {
 
-// Adds a property by its tag: 001F and 101F (UTF-16) as 001E and 101E, moments (100 ns from 1601),
-// numbers, yes or no, and bytes; values of other types and damaged ones are left out.
+// Adds a property by its tag: 001F and 101F (UTF-16) as 001E and 101E, moments (100 ns from 1601;
+// of a birthday or anniversary the day), numbers, yes or no, and bytes; values of other types and
+// damaged ones are left out.
 void AddMapiValue(PropertyTag tag, const std::vector<std::string_view>& values, Contact* contact);
 
 // 100-nanosecond steps from 1601-01-01 as a date; nothing when it is out of range.

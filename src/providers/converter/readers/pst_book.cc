@@ -57,6 +57,7 @@ constexpr std::uint16_t kOneOffUtf16 = 0x8000;
 struct Source {
   platform::File* file;
   std::uint64_t offset = 0;
+  Status failure;  // the last that there was
 };
 Source* SourceOf(std::intptr_t* handle) { return reinterpret_cast<Source*>(handle); }
 
@@ -70,7 +71,10 @@ int CloseNothing(std::intptr_t*, libbfio_error_t**) { return 0; }
 ssize_t ReadSource(std::intptr_t* handle, std::uint8_t* buffer, size_t size, libbfio_error_t**) {
   Source* const source = SourceOf(handle);
   const auto got = source->file->Read(source->offset, buffer, size);
-  if (!got.ok()) return -1;
+  if (!got.ok()) {
+    source->failure = got.status();
+    return -1;
+  }
   source->offset += *got;
   return static_cast<ssize_t>(*got);
 }
@@ -104,7 +108,7 @@ class PstBook : public Book {
       : library_(library),
         file_(std::move(file)),
         name_(std::move(name)),
-        source_{file_.get()},
+        source_{file_.get(), 0, {}},
         handle_(library),
         store_(library) {}
 
@@ -123,6 +127,7 @@ class PstBook : public Book {
     std::vector<std::string> one_offs;
   };
 
+  Status CheckSize();
   void LookAtStore();
   void Walk(libpff_item_t* folder, int depth);
   void LookAtMessages(std::uint32_t folder);
@@ -147,6 +152,7 @@ class PstBook : public Book {
 };
 
 Status PstBook::Open() {
+  PV_RETURN_IF_ERROR(CheckSize());
   libpff_error_t* error = nullptr;
   bool ok = library_->handle_initialize(handle_.out(), reinterpret_cast<std::intptr_t*>(&source_),
                                         &FreeSource, &CloneSource, &OpenNothing, &CloseNothing,
@@ -168,7 +174,22 @@ Status PstBook::Open() {
   LookAtStore();
   Walk(root.get(), 0);
   Connect();
-  return Status::Ok();
+  return source_.failure;
+}
+
+// The library reads what is left of a store that was cut, and so less than was in it.
+Status PstBook::CheckSize() {
+  constexpr std::size_t kHeaderSize = 0xC0;
+  char header[kHeaderSize];
+  PV_ASSIGN_OR_RETURN(const std::size_t got, file_->Read(0, header, sizeof header));
+  if (got < kHeaderSize || !std::string_view(header, got).starts_with("!BDN")) return Status::Ok();
+  constexpr std::uint16_t kFirstWide = 23;
+  const std::uint64_t stated =
+      LoadLe16(header + 10) >= kFirstWide ? LoadLe64(header + 0xB8) : LoadLe32(header + 0xA8);
+  PV_ASSIGN_OR_RETURN(const std::uint64_t size, file_->Size());
+  if (size >= stated) return Status::Ok();
+  return Status::Corrupt(name_ + ": the file ends after " + std::to_string(size) + " of the " +
+                         std::to_string(stated) + " bytes that it should have");
 }
 
 void PstBook::LookAtStore() {
@@ -326,15 +347,6 @@ void PstBook::ReadContact(const PstProperties& properties, Contact* contact) con
       }
       continue;
     }
-    if (tag == kBirthday || tag == kWeddingAnniversary) {
-      // Midnight where it was typed in, kept in universal time: the nearest midnight is the day.
-      if (property.values.front().size() < 8) continue;
-      if (const auto date = DateFromFileTime(LoadLe64(property.values.front().data()))) {
-        contact->Add(tag, automation::Date{
-                              static_cast<double>(static_cast<std::int64_t>(date->days + 0.5))});
-      }
-      continue;
-    }
     AddMapiValue(tag, {property.values.front()}, contact);
   }
   for (const NamedText& named : kNamedTexts) {
@@ -345,6 +357,7 @@ void PstBook::ReadContact(const PstProperties& properties, Contact* contact) con
 
 Status PstBook::ReadSome(std::uint32_t position, const Wanted&, Contact* contact) {
   contact->Clear();
+  source_.failure = {};
   const Place& place = places_[position];
   PffItem message(library_);
   PstProperties properties;
@@ -364,7 +377,7 @@ Status PstBook::ReadSome(std::uint32_t position, const Wanted&, Contact* contact
   }
   ReadContact(properties, contact);
   contact->Finish();
-  return Status::Ok();
+  return source_.failure;
 }
 
 }  // namespace
