@@ -10,19 +10,22 @@
 namespace pv::tablestore {
 namespace {
 
-constexpr int kTries = 500;
+constexpr std::uint64_t kLongestMicroseconds = 5'000'000;
 constexpr std::uint32_t kPauseMicroseconds = 10'000;
 
-// Does `work` again while the table is in use.
+// Does `work` again while the table is in use. It may wait for locks itself, which counts.
 template <typename Work>
 auto WaitingForOthers(const Work& work) {
-  for (int left = kTries;; --left) {
+  platform::FileSystem* const files = platform::CurrentSystem().files;
+  const std::uint64_t begun = files->MonotonicMicroseconds();
+  for (;;) {
     try {
       return work();
     } catch (const automation::Error& e) {
-      if (e.number() != engine::kErrFileBusy || left == 1) throw;
+      const bool waited = files->MonotonicMicroseconds() - begun >= kLongestMicroseconds;
+      if (e.number() != engine::kErrFileBusy || waited) throw;
     }
-    platform::CurrentSystem().files->SleepMicroseconds(kPauseMicroseconds);
+    files->SleepMicroseconds(kPauseMicroseconds);
   }
 }
 

@@ -30,9 +30,9 @@ std::size_t ForEveryDeath(MemoryFileSystem* files, const std::string& name, cons
     check(replay.Image(), where);
     if (::testing::Test::HasFatalFailure()) break;
     if (n == replay.size() || replay.event(n).kind != Event::Kind::kWrite) continue;
-    const std::uint64_t size = replay.event(n).size;
+    const auto size = static_cast<std::size_t>(replay.event(n).size);
     if (size <= 4) continue;
-    for (const std::uint64_t cut : std::set<std::uint64_t>{1, size / 3, size / 2, size - 1}) {
+    for (const std::size_t cut : std::set<std::size_t>{1, size / 3, size / 2, size - 1}) {
       check(replay.TornImage(cut), where + ", torn at " + std::to_string(cut));
       if (::testing::Test::HasFatalFailure()) return replay.size();
     }
