@@ -1,5 +1,5 @@
 ' Saved data sources and definitions of groups in databases: their collections and errors.
-Dim source, properties, filters, all, item, found, groups
+Dim source, properties, filters, all, item, found, groups, t
 
 Set source = CreateObject("PVGroupMan.CDataSource")
 source.ID = "DS1"
@@ -56,10 +56,42 @@ source.ID = "DS3"
 source.Name = "Partners"
 source.SaveDataSource
 CheckError "name taken", 20, "CDataSource::SaveDataSource", "Duplicate Key Value."
+source.ID = " "
+source.SaveDataSource
+CheckError "blank ID to save", 2308, "CDataSource::SaveDataSource", "The DSN ID specified was blank."
+source.DeleteDataSource ""
+CheckError "blank ID to delete", 2308, "CDataSource::DeleteDataSource", _
+  "The DSN ID specified was blank."
 properties.OpenADOGroupProperties "none"
 CheckError "no such definition", 2306, "CADOGroupProperties::OpenADOGroupProperties", _
   "DSN does not exist."
 properties.OpenADOGroupProperties " "
 CheckError "blank ID of a definition", 2308, "CADOGroupProperties::OpenADOGroupProperties", _
   "The DSN ID specified was blank."
+properties.ID = ""
+properties.SaveADOGroupProperties
+CheckError "blank ID of one to save", 2308, "CADOGroupProperties::SaveADOGroupProperties", _
+  "The DSN ID specified was blank."
+properties.DeleteADOGroupProperties " "
+CheckError "blank ID of one to delete", 2308, "CADOGroupProperties::DeleteADOGroupProperties", _
+  "The DSN ID specified was blank."
+' A folder stands where the conditions would.
+CreateObject("Scripting.FileSystemObject").CreateFolder data_folder & "\GroupADOAP2.ini"
+properties.ID = "AP2"
+properties.Filters.Add "City", "equals", "=", "Ulm", "AND"
+properties.SaveADOGroupProperties
+CheckError "conditions not written", 2304, "CADOGroupProperties::SaveADOGroupProperties", _
+  "Cannot save DSN details to file."
+properties.Filters.Add "City", "equals", "<>", "Ulm", "AND"
+CheckError "a condition twice", 457, "CFilters", _
+  "This key is already associated with an element of this collection"
+properties.Filters.Delete 2
+CheckError "no such condition", 9, "CFilters", "Subscript out of range"
+found.Delete "DS9"
+CheckError "no such item", 5, "CDataSources", "Invalid procedure call or argument"
+Err.Clear
+t = source.Password
+CheckError "a password is not shown", 438, "*", "*"
+source.LockType = "shared"
+CheckError "text for a number", 13, "*", "*"
 Done

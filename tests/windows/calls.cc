@@ -131,6 +131,43 @@ void CheckErrors(IDispatch* groups) {
                        nullptr, nullptr) == DISP_E_EXCEPTION);
 }
 
+// As many sessions of the engine as there can be, and one more.
+void CheckSessions(IDispatch* groups, const Variant& group) {
+  CLSID id;
+  IClassFactory* factory = nullptr;
+  ::CLSIDFromProgID(L"PVGroupMan.Database", &id);
+  CHECK(::CoGetClassObject(id, CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory,
+                           reinterpret_cast<void**>(&factory)) == S_OK);
+  if (factory == nullptr) return;
+  std::vector<IUnknown*> sessions;
+  HRESULT result = S_OK;
+  while (result == S_OK && sessions.size() < 70'000) {
+    void* session = nullptr;
+    result = factory->CreateInstance(nullptr, IID_IUnknown, &session);
+    if (session != nullptr) sessions.push_back(static_cast<IUnknown*>(session));
+  }
+  CHECK(result == Basic(2403) && sessions.size() < 65'536);
+  IErrorInfo* info = nullptr;
+  CHECK(::GetErrorInfo(0, &info) == S_OK && info != nullptr);
+  if (info != nullptr) {
+    BSTR text = nullptr;
+    info->GetSource(&text);
+    CHECK(text != nullptr && std::wstring(text) == L"Database::Class_Initialize");
+    ::SysFreeString(text);
+    info->GetDescription(&text);
+    CHECK(text != nullptr && std::wstring(text) == L"Initialize of database engine failure.");
+    ::SysFreeString(text);
+    info->Release();
+  }
+  const Outcome o = Call(groups, L"OpenGroup", {group});
+  CHECK(o.result == DISP_E_EXCEPTION && o.code == Basic(2403));
+  CHECK(o.source == L"Groups::OpenGroup");
+  CHECK(o.description == L"Initialize of database engine failure.");
+  for (IUnknown* session : sessions) session->Release();
+  CHECK(Call(groups, L"OpenGroup", {group}).result == S_OK);
+  factory->Release();
+}
+
 void CheckIdentity(IDispatch* groups) {
   const Variant a = Call(groups, L"Groups").value;
   const Variant b = Call(groups, L"Groups").value;
@@ -274,6 +311,8 @@ int main() {
     CheckIdentity(groups);
     CheckTypeInfo(groups);
     CheckEnumerator(fields);
+    CHECK(Call(groups, L"CloseGroup").result == S_OK);
+    CheckSessions(groups, id);
     CHECK(Call(groups, L"CloseGroup").result == S_OK);
     groups->Release();
     database->Release();

@@ -25,6 +25,10 @@ CheckError "ID taken", 20, "Groups::AddGroup", "Duplicate Key Value."
 
 rs.MoveFirst
 CheckError "no records", 3, "MoveFirst", "No records found."
+rs.MoveLast
+CheckError "no last one", 3, "MoveLast", "No records found."
+rs.Move 1
+CheckError "none to move over", 3, "Move", "No records found."
 rs.Update
 CheckError "no record", -1, "Update", "No current record."
 t = rs.RecordNo
@@ -48,13 +52,51 @@ CheckError "before the first", 4, "Move", "Moved before BOF."
 rs.Move 5
 CheckError "behind the last", 3, "Move", "Moved past EOF"
 
-groups.CloseGroup
 rs.MoveFirst
-CheckError "closed", 2400, "MoveFirst", "The table is not open."
+rs.Fields.Delete "AGE"
+rs.Update
+CheckError "a field taken out", 91, "Update", "Object variable or With block variable not set"
+
+groups.CloseGroup
+Sub CheckClosed(member)
+  CheckError member & " when closed", 2400, member, "The table is not open."
+End Sub
+rs.MoveFirst
+CheckClosed "MoveFirst"
+rs.MoveNext
+CheckClosed "MoveNext"
+rs.MovePrev
+CheckClosed "MovePrev"
+rs.MoveLast
+CheckClosed "MoveLast"
+rs.Move 1
+CheckClosed "Move"
+rs.Find "Email = x"
+CheckClosed "Find"
+rs.SeekFirst "x", "Email"
+CheckClosed "SeekFirst"
+rs.AddNew
+CheckClosed "AddNew"
+rs.Update
+CheckClosed "Update"
+rs.Delete
+CheckClosed "Delete"
+rs.CloseTable
+CheckClosed "CloseTable"
+t = rs.BOF
+CheckClosed "BOF"
+t = rs.EOF
+CheckClosed "EOF"
 t = rs.RecordCount
-CheckError "closed too", 2400, "RecordCount", "The table is not open."
+CheckClosed "RecordCount"
+t = rs.RecordNo
+CheckClosed "RecordNo"
+Check "no handle", rs.TableHandle, CLng(0)
 groups.RecipientCount
 CheckError "no group open", 91, "Groups::RecipientCount", _
+  "Object variable or With block variable not set"
+groups.GetGroupFieldTypes
+CheckError "no fields", 91, "Groups::GetGroupFieldTypes", _
   "Object variable or With block variable not set"
 
 fields.Add "Odd", 77, 4, 0, True
@@ -77,5 +119,44 @@ db.SetLogging 1, data_folder & "\component.log"
 CheckNone "logging"
 db.OpenTable data_folder, "absent.pvg"
 Err.Clear
+db.CompactTable data_folder, "absent.pvg"
+CheckTrue "none to compact", Err.Number < 0 And Err.Source = "CompactTable" And _
+  Err.Description = "CompactTable failed."
+Err.Clear
+Set rs = db.OpenTable(data_folder, id & ".pvg")
+CreateObject("PVGroupMan.Database").CompactTable data_folder, id & ".pvg"
+CheckTrue "somebody has it open", Err.Number < 0 And Err.Source = "CompactTable"
+Err.Clear
+db.OpenTable data_folder, id & ".pvg", 2
+CheckTrue "nor for oneself alone", Err.Number < 0 And Err.Source = "OpenTable"
+Err.Clear
+rs.CloseTable
 db.SetLogging 0, ""
+
+' A table of another program, with a type of field that only newer ones have.
+Set rs = db.OpenTable(data_folder, "newer.dbf")
+rs.MoveFirst
+Check "a field that is known", rs.Fields("EMAIL").Value, "a@example.org"
+Check "one that is not written", rs.Fields("NOTE").Value, "0123456789"
+CheckNone "both can be read"
+rs.Fields("NOTE").Value = "x"
+rs.Update
+CheckTrue "is refused", Err.Number <> 0 And Err.Source = "Update"
+Err.Clear
+rs.CloseTable
+
+' A catalogue that is damaged.
+Dim fso
+Set fso = CreateObject("Scripting.FileSystemObject")
+fso.CreateTextFile(data_folder & "\groups.pvg", True).Write "This is no catalogue."
+groups.Refresh
+CheckTrue "no catalogue", Err.Number < 0 And Err.Source = "Groups::Refresh"
+Err.Clear
+Set t = CreateObject("PVGroupMan.Groups")
+CheckTrue "no class without it", Err.Number <> 0
+Err.Clear
+fso.DeleteFile data_folder & "\groups.pvg"
+groups.Refresh
+CheckNone "no catalogue is no error"
+Check "and no groups", groups.Groups.Count, CLng(0)
 Done
