@@ -24,10 +24,11 @@ constexpr std::array<unsigned char, 256> kClasses = [] {
   return classes;
 }();
 
+constexpr std::uint64_t kOnes = 0x0101010101010101U;
+constexpr std::uint64_t kHigh = 0x8080808080808080U;
+
 // Whether none of eight bytes means anything to an address. (It may say no to some that do not.)
 bool AllPlain(std::uint64_t bytes) {
-  constexpr std::uint64_t kOnes = 0x0101010101010101U;
-  constexpr std::uint64_t kHigh = 0x8080808080808080U;
   const auto has = [bytes](char c) {
     const std::uint64_t differing = bytes ^ kOnes * static_cast<unsigned char>(c);
     return (differing - kOnes) & ~differing;
@@ -69,7 +70,16 @@ std::string_view LowerAddress(std::string_view address, char* buffer, std::size_
                               std::string* scratch) {
   if (address.size() <= buffer_size) {
     unsigned char high = 0;
-    for (std::size_t i = 0; i < address.size(); ++i) {
+    std::size_t i = 0;
+    for (; i + 8 <= address.size(); i += 8) {
+      const std::uint64_t bytes = LoadLe64(address.data() + i);
+      if ((bytes & kHigh) != 0) break;  // the loop below sees it
+      // Of bytes below 128 these sums have the high bit when the byte is not below A, or above Z.
+      const std::uint64_t capital =
+          (bytes + kOnes * (0x80 - 'A')) & ~(bytes + kOnes * (0x7F - 'Z'));
+      StoreLe64(buffer + i, bytes | (capital & kHigh) >> 2);
+    }
+    for (; i < address.size(); ++i) {
       const char c = address[i];
       high |= static_cast<unsigned char>(c);
       buffer[i] = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;

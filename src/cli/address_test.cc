@@ -41,6 +41,22 @@ TEST(AddressFault, FindsEveryByteAnywhere) {
   }
 }
 
+TEST(LowerAddress, FoldsEveryByteOfAscii) {
+  char buffer[128];
+  std::string scratch;
+  std::string all(128, '\0');
+  for (std::size_t i = 0; i < all.size(); ++i) all[i] = static_cast<char>(i);
+  for (std::size_t first = 0; first < 9; ++first) {
+    std::string want = all.substr(first);
+    for (char& c : want) {
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
+    }
+    EXPECT_EQ(LowerAddress(all.substr(first), buffer, sizeof buffer, &scratch), want) << first;
+  }
+  const std::string umlaut = "ABCDEFGH\xC3\x84@B";
+  EXPECT_EQ(LowerAddress(umlaut, buffer, sizeof buffer, &scratch), "abcdefgh\xC3\xA4@b");
+}
+
 TEST(LowerAddress, FoldsLetterCase) {
   char buffer[32];
   std::string scratch;

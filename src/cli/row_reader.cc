@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <system_error>
+#include <utility>
 
 #include "base/record_set.h"
 #include "base/text.h"
@@ -55,15 +56,24 @@ RowScan Scan(std::string_view bytes) {
   return {(high & kHigh) == 0, (zero & kHigh) != 0};
 }
 
+// Whether `part` lies inside `whole`, as bytes of the same buffer.
+bool Contains(std::string_view whole, std::string_view part) {
+  const auto begin = reinterpret_cast<std::uintptr_t>(whole.data());
+  const auto at = reinterpret_cast<std::uintptr_t>(part.data());
+  return at >= begin && part.size() <= whole.size() && at - begin <= whole.size() - part.size();
+}
+
 }  // namespace
 
-RowReader::RowReader(const ImportSource& source, std::optional<std::size_t> key_column)
+RowReader::RowReader(const ImportSource& source, std::optional<std::size_t> key_column,
+                     std::function<void(Columns)> look)
     : bytes_(source.Bytes()),
       reader_(bytes_.get(), source.dialect()),
       decoder_(source.encoding()),
       encoding_name_(source.encoding().name),
       mark_size_(source.mark_size()),
-      key_column_(key_column) {
+      key_column_(key_column),
+      look_(std::move(look)) {
   if (Take(NextRaw())) {
     if (source.has_header()) {
       const std::string_view fault = Interpret();
@@ -161,6 +171,11 @@ void RowReader::Fill(Batch* batch) {
   for (const Span& span : batch->spans) {
     batch->fields.emplace_back(batch->bytes.data() + span.at, span.size);
   }
+  if (look_) {
+    for (const Row& row : batch->rows) {
+      if (row.fault.size == 0) look_(FieldsOf(*batch, row));
+    }
+  }
   batch->blank_lines = reader_.blank_lines();
   batch->consumed = reader_.consumed() + mark_size_;
 }
@@ -188,7 +203,20 @@ void RowReader::AddRow(Batch* batch) {
   if (fault.empty()) {
     row.first_field = batch->spans.size();
     row.field_count = raw_fields_.size();
-    for (const std::string_view field : raw_fields_) batch->spans.push_back(keep(field));
+    // The columns of a plain row are kept with what stands between them, at once.
+    const std::string_view original = reader_.original();
+    const bool plain = !original.empty() && Contains(original, raw_fields_.front()) &&
+                       Contains(original, raw_fields_.back());
+    const std::size_t at = batch->bytes.size();
+    if (plain) batch->bytes.append(original);
+    for (const std::string_view field : raw_fields_) {
+      if (plain && Contains(original, field)) {
+        const auto from = static_cast<std::size_t>(field.data() - original.data());
+        batch->spans.push_back({at + from, field.size()});
+      } else {
+        batch->spans.push_back(keep(field));
+      }
+    }
     if (key_column_) {
       const std::string_view key = TrimBlanks(raw_fields_[*key_column_]);
       row.key_fault = AddressFault(key);
@@ -241,7 +269,7 @@ bool RowReader::Next() {
   consumed_ = row_->consumed;
   const char* bytes = batch_->bytes.data();
   fault_ = {bytes + row_->fault.at, row_->fault.size};
-  fields_ = std::span(batch_->fields).subspan(row_->first_field, row_->field_count);
+  fields_ = FieldsOf(*batch_, *row_);
   return true;
 }
 

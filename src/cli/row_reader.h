@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -24,10 +25,14 @@ namespace pv::cli {
 // read, cut and decoded in a second thread, a few batches ahead of the caller.
 class RowReader {
  public:
+  using Columns = std::span<const std::string_view>;
+
   // The source must outlive the reader. `key_column`, when given, is the column of addresses:
-  // their faults and hashes are found ahead too.
+  // their faults and hashes are found ahead too. `look`, when given, is called for every row
+  // without a fault before Next comes to it, perhaps in the second thread.
   explicit RowReader(const ImportSource& source,
-                     std::optional<std::size_t> key_column = std::nullopt);
+                     std::optional<std::size_t> key_column = std::nullopt,
+                     std::function<void(Columns)> look = nullptr);
   ~RowReader();
   RowReader(const RowReader&) = delete;
   RowReader& operator=(const RowReader&) = delete;
@@ -44,7 +49,7 @@ class RowReader {
   // Why the row cannot be used, or nothing. fields() is as long as headings() unless there is a
   // fault, and is UTF-8 without zero bytes.
   std::string_view fault() const { return fault_; }
-  std::span<const std::string_view> fields() const { return fields_; }
+  Columns fields() const { return fields_; }
 
   // Of the key column without blanks around it: why it is no address, or null; and HashOf its
   // lower-case form. Not set for rows with a fault.
@@ -81,8 +86,11 @@ class RowReader {
     bool last = false;
     Status error;
   };
-  static constexpr std::size_t kBatches = 4;
+  static constexpr std::size_t kBatches = 16;
 
+  static Columns FieldsOf(const Batch& batch, const Row& row) {
+    return Columns(batch.fields).subspan(row.first_field, row.field_count);
+  }
   Result<bool> NextRaw() { return reader_.Next(); }
   void Fill(Batch* batch);
   void AddRow(Batch* batch);
@@ -97,6 +105,7 @@ class RowReader {
   std::string encoding_name_;
   std::uint64_t mark_size_;
   std::optional<std::size_t> key_column_;
+  std::function<void(Columns)> look_;
   std::vector<std::string> headings_;
   std::string header_bytes_;
   bool held_first_ = false;  // a first row that is no header waits to be taken
@@ -120,7 +129,7 @@ class RowReader {
   Row none_;
   const Row* row_ = &none_;
   std::string_view fault_;
-  std::span<const std::string_view> fields_;
+  Columns fields_;
   std::uint64_t blank_lines_ = 0;
   std::uint64_t consumed_ = 0;
 };

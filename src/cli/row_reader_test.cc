@@ -171,6 +171,31 @@ TEST_F(RowReaderTest, KeysAreFoundAhead) {
   EXPECT_FALSE(reader.Next());
 }
 
+// In the thread that reads where there is one.
+TEST_F(RowReaderTest, EveryRowWithoutAFaultIsLookedAt) {
+  for (const std::size_t copies : {std::size_t{1}, std::size_t{100'000}}) {
+    std::string content = "Email,Name\n";
+    for (std::size_t i = 0; i < copies; ++i) content += "a@x,1\nshort\n\"b@x\",\"two, 2\"\n";
+    machine_.files.Put("/in.csv", content);
+    ImportOptions options;
+    options.file = "/in.csv";
+    const ImportSource source(options);
+    std::vector<std::string> looked, read;
+    {
+      RowReader reader(source, std::nullopt, [&](RowReader::Columns columns) {
+        looked.push_back(std::string(columns[0]) + "|" + std::string(columns[1]));
+      });
+      while (reader.Next()) {
+        if (!reader.fault().empty()) continue;
+        read.push_back(std::string(reader.fields()[0]) + "|" + std::string(reader.fields()[1]));
+      }
+    }
+    EXPECT_EQ(read.size(), 2 * copies);
+    EXPECT_EQ(read[1], "b@x|two, 2");
+    EXPECT_EQ(looked, read);
+  }
+}
+
 TEST_F(RowReaderTest, AMissingFileIsUnavailable) {
   ImportOptions options;
   options.file = "/nowhere.csv";
