@@ -95,6 +95,7 @@ bool IsAscii(std::string_view text) {
 }
 
 bool IsValidUtf8(std::string_view text) {
+  if (IsAscii(text)) return true;
   for (std::size_t pos = 0; pos < text.size();) {
     const std::size_t start = pos;
     // A real U+FFFD is three bytes long; the decoder's own moves one.
@@ -119,9 +120,12 @@ std::u16string Utf16FromUtf8(std::string_view text) {
 }
 
 std::string Utf8FromUtf16(std::u16string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  std::size_t ascii = 0;
+  while (ascii < text.size() && text[ascii] < 0x80) ++ascii;
+  std::string out(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(ascii));
+  if (ascii == text.size()) return out;
+  out.reserve(text.size() + (text.size() - ascii) / 2);
+  for (std::size_t i = ascii; i < text.size(); ++i) {
     char32_t c = text[i];
     if (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
         text[i + 1] <= 0xDFFF) {

@@ -139,18 +139,21 @@ void BlockReader::Arrange() {
       case Kind::kText:
       case Kind::kBytes: {
         const std::size_t bound = BoundOf(column, session.dialect());
-        buffer.c_type = column.kind == Kind::kText ? SQL_C_WCHAR : SQL_C_BINARY;
+        buffer.c_type = column.kind == Kind::kBytes ? SQL_C_BINARY
+                        : session.gives_utf8()      ? SQL_C_CHAR
+                                                    : SQL_C_WCHAR;
         buffer.width = bound != 0 && (bound <= kShortBytes || !session.can_reread_blocks())
                            ? bound
                            : kShortBytes;
         if (bound == 0 && !session.can_reread_blocks()) {
           one_by_one = true;
           // Of values cut at their buffer's end other drivers need not tell the length.
-          buffer.bound = session.dialect() == Dialect::kSqlite;
+          if (!session.can_bind_late()) buffer.bound = false;
         }
         break;
       }
     }
+    if (session.can_bind_late()) buffer.bound = false;
     row_bytes += buffer.width + sizeof(SQLLEN);
     buffers_.push_back(std::move(buffer));
   }
@@ -173,20 +176,32 @@ Status BlockReader::Bind() {
         ::SQLBindCol(statement_.handle(), 1, SQL_C_SBIGINT, page_numbers_.data(), 0, nullptr)));
   }
   for (std::size_t i = 0; i < buffers_.size(); ++i) {
-    Buffer& buffer = buffers_[i];
-    buffer.data.resize(buffer.width * block_rows_);
-    buffer.sizes.resize(block_rows_);
-    if (!buffer.bound) continue;
-    PV_RETURN_IF_ERROR(statement_.Check(
-        ::SQLBindCol(statement_.handle(), NumberOf(i), buffer.c_type, buffer.data.data(),
-                     static_cast<SQLLEN>(buffer.width), buffer.sizes.data())));
+    if (buffers_[i].bound) PV_RETURN_IF_ERROR(BindColumn(i));
   }
   return Status::Ok();
+}
+
+Status BlockReader::BindColumn(std::size_t column) {
+  Buffer& buffer = buffers_[column];
+  buffer.data.resize(buffer.width * block_rows_);
+  buffer.sizes.resize(block_rows_);
+  return statement_.Check(::SQLBindCol(statement_.handle(), NumberOf(column), buffer.c_type,
+                                       buffer.data.data(), static_cast<SQLLEN>(buffer.width),
+                                       buffer.sizes.data()));
 }
 
 Status BlockReader::Fetch() {
   fetched_ = 0;
   row_ = 0;
+  if (bind_more_) {
+    bind_more_ = false;
+    for (std::size_t i = 0; i < buffers_.size(); ++i) {
+      if (!buffers_[i].bind_next) continue;
+      buffers_[i].bind_next = false;
+      buffers_[i].bound = true;
+      PV_RETURN_IF_ERROR(BindColumn(i));
+    }
+  }
   if (statement_.session()->dialect() == Dialect::kMariaDb) {
     // Its driver leaves the sizes of some types alone where there is a value.
     for (Buffer& buffer : buffers_) std::fill(buffer.sizes.begin(), buffer.sizes.end(), 0);
@@ -239,11 +254,29 @@ Result<bool> BlockReader::Next() {
 }
 
 Result<Value> BlockReader::Get(std::size_t column) {
-  const Buffer& buffer = buffers_[column];
-  const std::uint8_t* data = buffer.data.data() + buffer.width * (row_ - 1);
-  const SQLLEN size = buffer.sizes[row_ - 1];
-  if (buffer.bound && size == SQL_NULL_DATA) return Value::Null();
-  switch (buffer.c_type) {
+  Buffer& buffer = buffers_[column];
+  SQLLEN size = 0;
+  if (buffer.bound) {
+    size = buffer.sizes[row_ - 1];
+    if (size == SQL_NULL_DATA) return Value::Null();
+    const bool fixed = EndBytes(buffer.c_type) == 0 && buffer.c_type != SQL_C_BINARY;
+    const auto bytes = static_cast<std::size_t>(size);
+    if (fixed || (size != SQL_NO_TOTAL && bytes + EndBytes(buffer.c_type) <= buffer.width)) {
+      return Decoded(column, buffer.data.data() + buffer.width * (row_ - 1), bytes);
+    }
+  } else if (statement_.session()->can_bind_late()) {
+    buffer.bind_next = true;
+    bind_more_ = true;
+  }
+  PV_RETURN_IF_ERROR(FetchWhole(column, size));
+  if (buffer.whole_is_null) return Value::Null();
+  return Decoded(column, buffer.whole.data(), buffer.whole.size());
+}
+
+Result<Value> BlockReader::Decoded(std::size_t column, const std::uint8_t* data,
+                                   std::size_t bytes) const {
+  const Column& described = (*columns_)[column];
+  switch (buffers_[column].c_type) {
     case SQL_C_SLONG:
       return Value(Load<std::int32_t>(data));
     case SQL_C_SBIGINT:
@@ -256,8 +289,7 @@ Result<Value> BlockReader::Get(std::size_t column) {
       const auto date = DateFromOdbc(Load<SQL_TIMESTAMP_STRUCT>(data));
       if (!date) {
         return Status(StatusCode::kInvalid,
-                      (*columns_)[column].name + " holds no date of the years 100 to 9999",
-                      kErrConversion);
+                      described.name + " holds no date of the years 100 to 9999", kErrConversion);
       }
       return Value(*date);
     }
@@ -265,30 +297,26 @@ Result<Value> BlockReader::Get(std::size_t column) {
       const auto time = Load<SQL_TIME_STRUCT>(data);
       const auto date = DateFromOdbc({1899, 12, 30, time.hour, time.minute, time.second, 0});
       if (!date) {
-        return Status(StatusCode::kInvalid, (*columns_)[column].name + " holds no time of a day",
+        return Status(StatusCode::kInvalid, described.name + " holds no time of a day",
                       kErrConversion);
       }
       return Value(*date);
     }
+    case SQL_C_BINARY:
+      return Value(automation::Bytes(data, data + bytes));
+    case SQL_C_WCHAR:
+      return Value(FromWide(reinterpret_cast<const SQLWCHAR*>(data), bytes / sizeof(SQLWCHAR)));
     default:
       break;
   }
-  std::size_t bytes = static_cast<std::size_t>(size);
-  if (!buffer.bound || size == SQL_NO_TOTAL || bytes + EndBytes(buffer.c_type) > buffer.width) {
-    PV_RETURN_IF_ERROR(FetchWhole(column, buffer.bound ? size : 0));
-    if (buffer.whole_is_null) return Value::Null();
-    data = buffer.whole.data();
-    bytes = buffer.whole.size();
+  const std::string_view text(reinterpret_cast<const char*>(data), bytes);
+  if (described.kind == Kind::kText) {
+    // What is not UTF-8 can be stored, but nobody could take it.
+    if (!IsValidUtf8(text)) return Value(Utf8FromUtf16(Utf16FromUtf8(text)));
+    return Value(text);
   }
-  if (buffer.c_type == SQL_C_BINARY) return Value(automation::Bytes(data, data + bytes));
-  if (buffer.c_type == SQL_C_WCHAR) {
-    const auto* units = reinterpret_cast<const SQLWCHAR*>(data);
-    return Value(FromWide(units, bytes / sizeof(SQLWCHAR)));
-  }
-  const std::string_view digits(reinterpret_cast<const char*>(data), bytes);
-  if ((*columns_)[column].ado_type == kAdoCurrency) return DecimalValue(DigitsOfMoney(digits));
-  return (*columns_)[column].kind == Kind::kInteger ? IntegerOfDigits(digits)
-                                                    : DecimalValue(digits);
+  if (described.ado_type == kAdoCurrency) return DecimalValue(DigitsOfMoney(text));
+  return described.kind == Kind::kInteger ? IntegerOfDigits(text) : DecimalValue(text);
 }
 
 Status BlockReader::FetchWhole(std::size_t column, SQLLEN known_size) {

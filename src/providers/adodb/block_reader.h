@@ -16,7 +16,9 @@
 
 namespace pv::adodb {
 
-// Begins before the first row. What a value holds is decoded when it is asked for.
+// Begins before the first row. What a value holds is decoded when it is asked for, and drivers that
+// can give any value of a block by itself are asked for no column before somebody reads it: the
+// first value of a column is fetched by itself, later blocks then have them all.
 //
 // Text and bytes of a length that no column description bounds are fetched up to kShortBytes; what
 // is longer is asked for again by itself. Drivers that can do so for the last row that they
@@ -60,6 +62,7 @@ class BlockReader {
     std::vector<std::uint8_t> data;
     std::vector<SQLLEN> sizes;  // or SQL_NULL_DATA
     bool bound = true;
+    bool bind_next = false;  // it was read: the next block has it
     std::vector<std::uint8_t> whole;
     bool whole_is_null = false;
     std::uint64_t whole_row = 0;  // of `rows_read_`
@@ -68,6 +71,7 @@ class BlockReader {
       : statement_(std::move(statement)), columns_(columns) {}
   void Arrange();
   Status Bind();
+  Status BindColumn(std::size_t column);
   Status OpenPage();
   // The number of a column in the driver's result.
   SQLUSMALLINT NumberOf(std::size_t column) const {
@@ -75,6 +79,9 @@ class BlockReader {
   }
   bool is_paged() const { return !page_table_.empty(); }
   Status Fetch();
+  // A value by its bytes as the driver gave them.
+  Result<automation::Value> Decoded(std::size_t column, const std::uint8_t* data,
+                                    std::size_t bytes) const;
   // Fetches the whole of a value that is longer than its buffer or has none, once for each row:
   // drivers need not give it again.
   Status FetchWhole(std::size_t column, SQLLEN known_size);
@@ -89,6 +96,7 @@ class BlockReader {
   std::uint64_t rows_read_ = 0;
   bool at_end_ = false;
   bool with_reports_ = false;
+  bool bind_more_ = false;  // some column is to be bound before the next block
   Status failure_;
   Status row_failure_;
 

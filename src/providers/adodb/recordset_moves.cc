@@ -54,7 +54,7 @@ void Recordset::Advance(const char* source) {
   for (;;) {
     LeaveRow();
     const Result<bool> next = reader_->Next();
-    CheckStatus(next.status(), source);
+    if (!next.ok()) CheckStatus(next.status(), source);
     if (!*next) {
       place_ = Place::kEof;
       count_ = ordinal_;
@@ -72,7 +72,7 @@ Value Recordset::Underlying(std::size_t column) {
   if (column < written_.size() && written_[column]) return *written_[column];
   if (added_) return Value::Null();
   Result<Value> value = reader_->Get(column);
-  CheckStatus(value.status(), "Field::Value");
+  if (!value.ok()) CheckStatus(value.status(), "Field::Value");
   return std::move(*value);
 }
 

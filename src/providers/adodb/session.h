@@ -64,6 +64,10 @@ class Session {
   Dialect dialect() const { return dialect_; }
   // True when the driver can give values of any row of a block again, in full.
   bool can_reread_blocks() const { return dialect_ == Dialect::kPostgreSql; }
+  // True when it can do so with columns that are not bound.
+  bool can_bind_late() const { return can_reread_blocks() || dialect_ == Dialect::kSqlite; }
+  // True when its narrow characters are UTF-8, whatever the locale.
+  bool gives_utf8() const { return dialect_ == Dialect::kSqlite; }
   SQLHDBC handle() const { return connection_; }
   std::int32_t command_timeout = 0;  // seconds; 0 for none
 
