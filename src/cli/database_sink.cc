@@ -26,7 +26,7 @@ using automation::Value;
 namespace {
 
 // Rows of one transaction.
-constexpr std::size_t kBatchRows = 1000;
+constexpr std::size_t kBatchRows = 4000;
 
 // Whether an error is about the values of a row rather than about the table or the database.
 bool IsAboutValues(const Error& error) {

@@ -93,8 +93,8 @@ Status Describe(Statement* statement, SQLUSMALLINT number, Column* column) {
                      &updatable);
   column->updatable = updatable != SQL_ATTR_READONLY;
 
-  const std::string type_name =
-      ToLower(TextAttribute(statement, number, SQL_DESC_TYPE_NAME)).substr(0, 7);
+  column->type_name = ToLower(TextAttribute(statement, number, SQL_DESC_TYPE_NAME));
+  const std::string type_name = column->type_name.substr(0, 7);
   const Dialect dialect = statement->session()->dialect();
   // SQLite's driver calls exact numbers what they are stored as.
   if (dialect == Dialect::kSqlite && (type_name == "decimal" || type_name == "numeric")) {

@@ -42,6 +42,7 @@ struct Column {
   std::string name;
   Kind kind = Kind::kText;
   SQLSMALLINT sql_type = SQL_UNKNOWN_TYPE;
+  std::string type_name;  // as the database calls it, in lower case
   std::int32_t ado_type = 0;
   SQLULEN size = 0;               // as the driver tells it; 0 when it does not know
   std::int32_t defined_size = 0;  // characters of text, else bytes

@@ -26,24 +26,6 @@ Status BadValue(const Column& column) {
                 kErrConversion);
 }
 
-// A whole number from an integer, a double without fraction, a currency or digits.
-bool WholeNumber(const Value& value, std::int64_t* number) {
-  if (const auto* text = value.TryGet<std::string>()) {
-    const std::string_view digits = TrimBlanks(*text);
-    const auto [end, error] =
-        std::from_chars(digits.data(), digits.data() + digits.size(), *number);
-    return error == std::errc() && end == digits.data() + digits.size();
-  }
-  if (const auto* currency = value.TryGet<automation::Currency>()) {
-    *number = currency->units / 10'000;
-    return currency->units % 10'000 == 0;
-  }
-  const double exact = value.ToR8();
-  if (!(std::fabs(exact) < 9.2e18) || exact != std::trunc(exact)) return false;
-  *number = static_cast<std::int64_t>(exact);
-  return true;
-}
-
 Result<std::vector<std::uint8_t>> Packed(const Column& column, const Value& value) {
   switch (column.kind) {
     case Kind::kInteger: {
@@ -112,6 +94,23 @@ SQLSMALLINT CTypeOf(Kind kind) {
 
 }  // namespace
 
+bool WholeNumber(const Value& value, std::int64_t* number) {
+  if (const auto* text = value.TryGet<std::string>()) {
+    const std::string_view digits = TrimBlanks(*text);
+    const auto [end, error] =
+        std::from_chars(digits.data(), digits.data() + digits.size(), *number);
+    return error == std::errc() && end == digits.data() + digits.size();
+  }
+  if (const auto* currency = value.TryGet<automation::Currency>()) {
+    *number = currency->units / 10'000;
+    return currency->units % 10'000 == 0;
+  }
+  const double exact = value.ToR8();
+  if (!(std::fabs(exact) < 9.2e18) || exact != std::trunc(exact)) return false;
+  *number = static_cast<std::int64_t>(exact);
+  return true;
+}
+
 Status Parameters::Add(const Column& column, const std::vector<const Value*>& values) {
   Array array;
   array.c_type = CTypeOf(column.kind);
@@ -154,13 +153,26 @@ Status Parameters::Add(const Column& column, const std::vector<const Value*>& va
   return Status::Ok();
 }
 
+void Parameters::AddText(const std::string& text) {
+  const std::u16string wide = Utf16FromUtf8(text);
+  Array array;
+  array.c_type = SQL_C_WCHAR;
+  array.sql_type = SQL_WLONGVARCHAR;
+  array.size = std::max<SQLULEN>(wide.size(), 1);
+  array.data.resize((wide.size() + 1) * sizeof(char16_t));
+  std::memcpy(array.data.data(), wide.c_str(), array.data.size());
+  array.width = array.data.size();
+  array.sizes.push_back(static_cast<SQLLEN>(wide.size() * sizeof(char16_t)));
+  sets_ = 1;
+  arrays_.push_back(std::move(array));
+}
+
 Status Parameters::BindTo(Statement* statement) {
   status_.assign(sets_, SQL_PARAM_UNUSED);
-  if (sets_ > 1) {
-    PV_RETURN_IF_ERROR(statement->SetAttribute(SQL_ATTR_PARAMSET_SIZE, AsPointer(sets_)));
-    PV_RETURN_IF_ERROR(statement->SetAttribute(SQL_ATTR_PARAM_STATUS_PTR, status_.data()));
-    PV_RETURN_IF_ERROR(statement->SetAttribute(SQL_ATTR_PARAMS_PROCESSED_PTR, &processed_));
-  }
+  // The statement may have had other sets before.
+  PV_RETURN_IF_ERROR(statement->SetAttribute(SQL_ATTR_PARAMSET_SIZE, AsPointer(sets_)));
+  PV_RETURN_IF_ERROR(statement->SetAttribute(SQL_ATTR_PARAM_STATUS_PTR, status_.data()));
+  PV_RETURN_IF_ERROR(statement->SetAttribute(SQL_ATTR_PARAMS_PROCESSED_PTR, &processed_));
   for (std::size_t i = 0; i < arrays_.size(); ++i) {
     Array& array = arrays_[i];
     PV_RETURN_IF_ERROR(statement->Check(

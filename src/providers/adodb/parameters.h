@@ -3,6 +3,7 @@
 #define PV_PROVIDERS_ADODB_PARAMETERS_H_
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "base/status.h"
@@ -12,12 +13,19 @@
 
 namespace pv::adodb {
 
+// A whole number from an integer, a double without fraction, a currency or digits; false when it is
+// none.
+bool WholeNumber(const automation::Value& value, std::int64_t* number);
+
 // One column-wise array for each parameter. Must outlive the execution of the statement.
 class Parameters {
  public:
   // Adds the next parameter with one value for each set; values are those of Coerced. Every
   // parameter must be given as many values.
   Status Add(const Column& column, const std::vector<const automation::Value*>& values);
+
+  // Adds the next parameter with one text for one set.
+  void AddText(const std::string& text);
 
   // Binds them all.
   Status BindTo(Statement* statement);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "providers/adodb/array_literal.h"
 #include "providers/adodb/error_numbers.h"
 #include "providers/adodb/parameters.h"
 
@@ -12,7 +13,7 @@ namespace {
 using automation::Value;
 
 // Rows that one array of parameters holds.
-constexpr std::size_t kArrayRows = 500;
+constexpr std::size_t kArrayRows = 4000;
 
 Status NotUpdatable(const char* why) {
   return Status(StatusCode::kUnsupported,
@@ -189,39 +190,107 @@ Status TableEditor::Update(const Row& row, const Change& change) {
 
 Status TableEditor::Delete(const Row& row) { return ChangeOne("DELETE FROM " + table_, row, {}); }
 
-Status TableEditor::InsertRun(const std::vector<const Change*>& rows, std::int64_t* failed) {
+std::size_t TableEditor::RowsTogether(std::size_t values) const {
+  // SQLite's driver compiles a statement for each set of an array. Below its least limits.
+  if (values == 0 || session_->dialect() != Dialect::kSqlite) return 1;
+  return std::clamp<std::size_t>(900 / values, 1, 100);
+}
+
+std::string TableEditor::InsertStatement(const Change& row, std::size_t together) const {
   std::string names;
   std::string marks;
-  const Change& first = *rows.front();
-  Parameters parameters;
-  std::vector<const Value*> values(rows.size());
-  for (std::size_t i = 0; i < first.size(); ++i) {
-    if (!first[i]) continue;
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    if (!row[i]) continue;
     names += (names.empty() ? "" : ", ") + session_->Quoted(NameOf((*columns_)[i]));
-    marks += marks.empty() ? "?" : ", ?";
-    for (std::size_t r = 0; r < rows.size(); ++r) values[r] = &*(*rows[r])[i];
-    PV_RETURN_IF_ERROR(parameters.Add((*columns_)[i], values));
+    marks += marks.empty() ? "(?" : ", ?";
   }
   std::string sql = "INSERT INTO " + table_;
-  if (!names.empty()) {
-    sql += " (" + names + ") VALUES (" + marks + ")";
-  } else {
-    sql += session_->dialect() == Dialect::kMariaDb ? " () VALUES ()" : " DEFAULT VALUES";
+  if (names.empty()) {
+    return sql + (session_->dialect() == Dialect::kMariaDb ? " () VALUES ()" : " DEFAULT VALUES");
   }
-  PV_ASSIGN_OR_RETURN(Statement statement, Statement::Make(session_));
-  PV_RETURN_IF_ERROR(statement.Prepare(sql));
-  PV_RETURN_IF_ERROR(parameters.BindTo(&statement));
-  const Status executed = statement.Execute();
-  *failed = parameters.FirstFailure();
-  if (executed.ok() && *failed >= 0) {
-    return session_->Fail(SQL_HANDLE_STMT, statement.handle());
+  sql += " (" + names + ") VALUES ";
+  marks += ")";
+  for (std::size_t i = 0; i < together; ++i) sql += (i == 0 ? "" : ", ") + marks;
+  return sql;
+}
+
+Status TableEditor::InsertRun(const std::vector<const Change*>& rows, std::size_t together,
+                              std::int64_t* failed) {
+  const Change& first = *rows.front();
+  const std::size_t sets = rows.size() / together;
+  auto owned = std::make_unique<Parameters>();
+  Parameters& parameters = *owned;
+  std::vector<const Value*> values(sets);
+  for (std::size_t j = 0; j < together; ++j) {
+    for (std::size_t i = 0; i < first.size(); ++i) {
+      if (!first[i]) continue;
+      for (std::size_t s = 0; s < sets; ++s) values[s] = &*(*rows[s * together + j])[i];
+      PV_RETURN_IF_ERROR(parameters.Add((*columns_)[i], values));
+    }
   }
+  std::int64_t refused = -1;
+  const Status executed =
+      ExecuteInsert(InsertStatement(first, together), std::move(owned), &refused);
+  if (together == 1) *failed = refused;
   return executed;
+}
+
+Status TableEditor::ExecuteInsert(std::string sql, std::unique_ptr<Parameters> parameters,
+                                  std::int64_t* refused) {
+  if (!prepared_ || prepared_sql_ != sql) {
+    PV_ASSIGN_OR_RETURN(prepared_, Statement::Make(session_));
+    prepared_sql_ = std::move(sql);
+    PV_RETURN_IF_ERROR(prepared_.Prepare(prepared_sql_));
+  }
+  Status executed = parameters->BindTo(&prepared_);
+  bound_ = std::move(parameters);  // the driver may look at them until others are bound
+  if (executed.ok()) {
+    executed = prepared_.Execute();
+    *refused = bound_->FirstFailure();
+    if (executed.ok() && *refused >= 0) {
+      executed = session_->Fail(SQL_HANDLE_STMT, prepared_.handle());
+    }
+  }
+  // A statement that failed is not trusted again.
+  if (!executed.ok()) prepared_.Free();
+  return executed;
+}
+
+bool TableEditor::CanInsertArrays(const Change& row) const {
+  if (session_->dialect() != Dialect::kPostgreSql) return false;
+  bool any = false;
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    if (!row[i]) continue;
+    any = true;
+    if (ArrayTypeOf((*columns_)[i]).empty()) return false;
+  }
+  return any;
+}
+
+Status TableEditor::InsertArrays(const std::vector<const Change*>& rows) {
+  const Change& first = *rows.front();
+  std::string names;
+  std::string marks;
+  auto parameters = std::make_unique<Parameters>();
+  for (std::size_t i = 0; i < first.size(); ++i) {
+    if (!first[i]) continue;
+    const Column& column = (*columns_)[i];
+    names += (names.empty() ? "" : ", ") + session_->Quoted(NameOf(column));
+    marks += (marks.empty() ? "" : ", ") + ("CAST(? AS " + ArrayTypeOf(column)) + "[])";
+    std::string array;
+    for (const Change* row : rows) PV_RETURN_IF_ERROR(AppendElement(column, *(*row)[i], &array));
+    array.push_back('}');
+    parameters->AddText(array);
+  }
+  std::int64_t refused = -1;
+  return ExecuteInsert(
+      "INSERT INTO " + table_ + " (" + names + ") SELECT * FROM unnest(" + marks + ")",
+      std::move(parameters), &refused);
 }
 
 Status TableEditor::Insert(const Change& change, Row* row) {
   std::int64_t failed = -1;
-  PV_RETURN_IF_ERROR(InsertRun({&change}, &failed));
+  PV_RETURN_IF_ERROR(InsertRun({&change}, 1, &failed));
   row->assign(columns_->size(), Value::Null());
   for (std::size_t i = 0; i < change.size(); ++i) {
     if (change[i]) (*row)[i] = *change[i];
@@ -261,19 +330,37 @@ Status TableEditor::Insert(const Change& change, Row* row) {
 
 Status TableEditor::InsertMany(const std::vector<Change>& rows, std::int64_t* failed) {
   *failed = -1;
-  OwnTransaction transaction(session_.get());
-  PV_RETURN_IF_ERROR(transaction.Begin());
+  Status inserted;
+  const bool own = !session_->in_transaction();
+  for (const bool alone : {false, true}) {
+    OwnTransaction transaction(session_.get());
+    PV_RETURN_IF_ERROR(transaction.Begin());
+    inserted = InsertRuns(rows, alone, failed);
+    if (inserted.ok()) return transaction.Commit();
+    // Which row was refused shows when it goes in alone.
+    if (!own || *failed >= 0) return inserted;
+  }
+  return inserted;
+}
+
+Status TableEditor::InsertRuns(const std::vector<Change>& rows, bool alone, std::int64_t* failed) {
   const auto same_columns = [](const Change& a, const Change& b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](const auto& x, const auto& y) { return x.has_value() == y.has_value(); });
   };
   for (std::size_t at = 0; at < rows.size();) {
+    const auto set = std::count_if(rows[at].begin(), rows[at].end(),
+                                   [](const auto& value) { return value.has_value(); });
+    std::size_t together = alone ? 1 : RowsTogether(static_cast<std::size_t>(set));
     std::vector<const Change*> run;
     while (at + run.size() < rows.size() && run.size() < kArrayRows &&
            same_columns(rows[at], rows[at + run.size()])) {
       run.push_back(&rows[at + run.size()]);
     }
-    const Status inserted = InsertRun(run, failed);
+    if (run.size() < together) together = 1;
+    run.resize(run.size() / together * together);
+    const bool arrays = !alone && run.size() > 1 && CanInsertArrays(*run.front());
+    const Status inserted = arrays ? InsertArrays(run) : InsertRun(run, together, failed);
     if (!inserted.ok()) {
       if (run.size() == 1) *failed = 0;
       if (*failed >= 0) *failed += static_cast<std::int64_t>(at);
@@ -281,7 +368,7 @@ Status TableEditor::InsertMany(const std::vector<Change>& rows, std::int64_t* fa
     }
     at += run.size();
   }
-  return transaction.Commit();
+  return Status::Ok();
 }
 
 }  // namespace pv::adodb
