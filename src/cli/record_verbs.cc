@@ -50,9 +50,20 @@ bool BeginsWith(std::string_view text, const std::string& lower_prefix) {
 
 ExitCode Find(const CommonOptions& common, const FindArguments& arguments) {
   const Catalogue catalogue;
-  OpenedGroup group(catalogue, catalogue.Get(arguments.group), {.deleted = arguments.deleted});
-  GroupCursor* cursor = group.cursor();
   const std::size_t equals = arguments.what.find('=');
+  OpenedGroup::Options wanted_rows;
+  wanted_rows.deleted = arguments.deleted;
+  if (equals == std::string::npos) {
+    wanted_rows.find = true;
+    wanted_rows.text = arguments.what;
+  } else if (!arguments.prefix && arguments.what.find('@') == std::string::npos) {
+    // With both signs it may be an address.
+    wanted_rows.find = true;
+    wanted_rows.field = arguments.what.substr(0, equals);
+    wanted_rows.text = arguments.what.substr(equals + 1);
+  }
+  OpenedGroup group(catalogue, catalogue.Get(arguments.group), wanted_rows);
+  GroupCursor* cursor = group.cursor();
   std::optional<std::size_t> field;
   if (equals != std::string::npos) field = cursor->Find(arguments.what.substr(0, equals));
   const WalkOptions options = WalkOptionsFor(common, arguments);

@@ -35,13 +35,6 @@ bool CanStandBare(const std::string& name) {
   return IsPlainName(lower);
 }
 
-std::string Doubled(std::string name, const std::string& sign) {
-  for (std::size_t at = 0; (at = name.find(sign, at)) != name.npos; at += 2 * sign.size()) {
-    name.insert(at, sign);
-  }
-  return name;
-}
-
 // Whether the database answers a statement, and with what in the first field of its first row.
 std::optional<std::string> Answer(SqlGroup* group, const std::string& statement) {
   try {
@@ -53,26 +46,6 @@ std::optional<std::string> Answer(SqlGroup* group, const std::string& statement)
   } catch (const Failure&) {
     return std::nullopt;
   }
-}
-
-SqlDialect AskDialectOf(SqlGroup* group) {
-  group->Connection();  // a failure of this is none of the questions'
-  SqlDialect dialect;
-  // Where the signs quote a text rather than a name, the answer is the text.
-  const auto names_with = [&](const std::string& left, const std::string& right) {
-    return Answer(group, "select " + left + "x" + right + " from (select 1 as x) t") == "1";
-  };
-  dialect.back_quotes = names_with("`", "`");
-  if (names_with("\"", "\"")) {
-    dialect.left = dialect.right = "\"";
-  } else if (dialect.back_quotes) {
-    dialect.left = dialect.right = "`";
-  } else if (names_with("[", "]")) {
-    dialect.left = "[";
-    dialect.right = "]";
-  }
-  dialect.backslash_escapes = Answer(group, "select '\\\\'") == "\\";
-  return dialect;
 }
 
 ValueKind KindOf(const CursorField& field) {
@@ -96,7 +69,7 @@ class TableDefiner {
       : source_(source),
         wanted_(wanted),
         group_(source, MakeObject<CADOGroupProperties>()),
-        dialect_(AskDialectOf(&group_)) {}
+        dialect_(AskDialect(&group_)) {}
 
   Ref<CADOGroupProperties> Define() {
     FindTable();
@@ -223,6 +196,33 @@ class TableDefiner {
 
 }  // namespace
 
+std::string Doubled(std::string text, const std::string& sign) {
+  for (std::size_t at = 0; (at = text.find(sign, at)) != text.npos; at += 2 * sign.size()) {
+    text.insert(at, sign);
+  }
+  return text;
+}
+
+SqlDialect AskDialect(SqlGroup* group) {
+  group->Connection();  // a failure of this is none of the questions'
+  SqlDialect dialect;
+  // Where the signs quote a text rather than a name, the answer is the text.
+  const auto names_with = [&](const std::string& left, const std::string& right) {
+    return Answer(group, "select " + left + "x" + right + " from (select 1 as x) t") == "1";
+  };
+  dialect.back_quotes = names_with("`", "`");
+  if (names_with("\"", "\"")) {
+    dialect.left = dialect.right = "\"";
+  } else if (dialect.back_quotes) {
+    dialect.left = dialect.right = "`";
+  } else if (names_with("[", "]")) {
+    dialect.left = "[";
+    dialect.right = "]";
+  }
+  dialect.backslash_escapes = Answer(group, "select '\\\\'") == "\\";
+  return dialect;
+}
+
 std::string SqlDialect::Quoted(const std::string& name) const {
   return right.empty() ? name : left + Doubled(name, right) + right;
 }
@@ -246,7 +246,7 @@ std::vector<WrittenTable> WaysToWrite(const SqlDialect& dialect, const std::stri
 
 SqlDialect AskDialect(const Ref<CDataSource>& source) {
   SqlGroup group(source, MakeObject<CADOGroupProperties>());
-  return AskDialectOf(&group);
+  return AskDialect(&group);
 }
 
 Ref<CADOGroupProperties> DefineTable(const Ref<CDataSource>& source, const WantedTable& wanted) {

@@ -11,6 +11,8 @@
 
 namespace pv::cli {
 
+class SqlGroup;
+
 // How a database writes names and texts; found by asking it.
 struct SqlDialect {
   std::string left, right;         // around a name; "" when it takes none of the usual signs
@@ -21,7 +23,11 @@ struct SqlDialect {
   std::string Quoted(const std::string& name) const;
 };
 
-// Asks the database of a source, with statements that read nothing.
+// A text with every `sign` in it doubled.
+std::string Doubled(std::string text, const std::string& sign);
+
+// Asks the database of a source or of a group, with statements that read nothing.
+SqlDialect AskDialect(SqlGroup* group);
 SqlDialect AskDialect(const automation::Ref<ado::CDataSource>& source);
 
 // A table's name as a statement has it.

@@ -1,15 +1,18 @@
 // Opens groups. Tested by tests/cli.
 #include "cli/sql_group.h"
 
+#include <algorithm>
 #include <charconv>
 #include <exception>
 
 #include "base/text.h"
 #include "cli/address_books.h"
 #include "cli/address_tag.h"
+#include "cli/conditions.h"
 #include "cli/data_sources.h"
 #include "cli/failure.h"
 #include "cli/recordset_cursor.h"
+#include "cli/sql_definition.h"
 #include "groups/ado_group.h"
 #include "pvgroupman/automation/call.h"
 #include "pvgroupman/automation/progid.h"
@@ -140,6 +143,36 @@ std::unique_ptr<GroupCursor> SqlGroup::RowsOf(const std::string& statement) {
   }
 }
 
+std::unique_ptr<GroupCursor> SqlGroup::RowsLike(const std::string& field, const std::string& text) {
+  const std::string wanted(TrimBlanks(ToLower(text)));
+  const std::string statement = Inner(Statement());
+  // Databases fold other letters each in its own way, a backslash may be an escape, and an order
+  // within need not hold outside.
+  if (wanted.empty() || !IsAscii(wanted) || wanted.find('\\') != wanted.npos ||
+      ToLower(statement).find("order") != std::string::npos) {
+    return nullptr;
+  }
+  try {
+    const std::string from = "select * from (\n" + statement + "\n) pv_rows where ";
+    const auto none = RowsOf(from + "1 = 0");
+    const auto found = none->Find(field.empty() ? none->address_field() : field);
+    if (!found) return nullptr;
+    const CursorField& column = none->fields()[*found];
+    if ((column.shape.type != 'C' && column.shape.type != 'M') || column.bytes) return nullptr;
+    // "_" stands for any letter: in some languages the small "I" is not "i".
+    std::string pattern = wanted;
+    std::replace(pattern.begin(), pattern.end(), 'i', '_');
+    const SqlDialect dialect = AskDialect(this);
+    if (dialect.right.empty()) return nullptr;
+    return RowsOf(from + "lower(" + dialect.Quoted(column.name) + ") like " +
+                  SqlLiteral({"%" + pattern + "%", true}, ValueKind::kText,
+                             dialect.backslash_escapes, column.name));
+  } catch (const Failure&) {
+    // Not every statement can stand inside another, nor every type be compared so.
+    return nullptr;
+  }
+}
+
 std::uint64_t SqlGroup::Count() {
   // The counting form that hosts use leaves out rows whose first column is null, so a statement is
   // counted as it stands.
@@ -183,7 +216,8 @@ OpenedGroup::OpenedGroup(const Catalogue& catalogue, const GroupEntry& entry,
                                   "nothing is only marked deleted");
       }
       sql_ = std::make_unique<SqlGroup>(entry);
-      cursor_ = sql_->Rows();
+      if (options.find) cursor_ = sql_->RowsLike(options.field, options.text);
+      if (cursor_ == nullptr) cursor_ = sql_->Rows();
       return;
     case groups::GroupType::kAddressBook:
       if (options.deleted) {

@@ -38,6 +38,11 @@ class SqlGroup {
   // The rows of another statement on the same connection.
   std::unique_ptr<GroupCursor> RowsOf(const std::string& statement);
 
+  // At least the rows in which a field ("" for that of the addresses) is a text or begins with it,
+  // letter case ignored, as the database finds them; null when it cannot be asked for them: the
+  // rows are to be walked, then.
+  std::unique_ptr<GroupCursor> RowsLike(const std::string& field, const std::string& text);
+
   // The number of rows: the database counts them, or, where it cannot, they are walked.
   std::uint64_t Count();
 
@@ -63,6 +68,9 @@ class OpenedGroup {
   struct Options {
     bool by_address = false;  // in the order of the addresses, where the group has one
     bool deleted = false;     // records marked deleted are wanted too; kUsage where there are none
+    bool find = false;        // only rows in which `field` is `text` or begins with it are needed
+    std::string field = {};   // "" for that of the addresses
+    std::string text = {};
   };
   OpenedGroup(const Catalogue& catalogue, const GroupEntry& entry, const Options& options);
   ~OpenedGroup();

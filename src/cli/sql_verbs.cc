@@ -240,7 +240,10 @@ std::vector<std::pair<std::string, std::string>> DescribeSqlGroup(const GroupEnt
     for (std::int32_t i = 1; i <= filters->Count(); ++i) {
       const auto filter = filters->Item(i);
       if (i > 1) conditions += " " + filter->GetLogicalOp() + " ";
-      conditions += filter->GetFieldName() + " " + filter->GetOpSql() + " " + filter->GetValue();
+      // As --where takes it back.
+      std::string name = filter->GetFieldName();
+      if (name.find(' ') != name.npos && name[0] != '"') name = '"' + Doubled(name, "\"") + '"';
+      conditions += name + " " + filter->GetOpSql() + " " + filter->GetValue();
     }
     lines.push_back({"where", conditions});
   }

@@ -75,6 +75,28 @@ class DatabaseCases:
         self.assertEqual(self.mails_of(self.ok("find", "all", "--prefix", "b", "--json")), ["bert"])
         self.fails(FINDINGS, "find", "all", "nobody@example.org")
 
+    def test_the_database_answers_find(self):
+        if not self.failing:
+            self.skipTest("a division by zero is no error there")
+        self.write("q.sql", f"select email, country, {self.failing} as fails from people")
+        self.ok("sql", "add", "q", "--source", "db", "--sql", "q.sql", "--no-check")
+        # Walking meets the row of bert, whose third value cannot be had.
+        self.fails(UNAVAILABLE, "show", "q")
+        for what in ("Dora@EXAMPLE.org", "country=01234"):
+            self.assertEqual(self.mails_of(self.ok("find", "q", what, "--json")), ["dora"])
+        self.assertEqual(self.mails_of(self.ok("find", "q", "--prefix", "do", "--json")), ["dora"])
+        # Where the database is not to be trusted with the comparison the rows are walked.
+        self.write("o.sql", "select email, country from people order by email desc")
+        self.ok("sql", "add", "o", "--source", "db", "--sql", "o.sql")
+        self.assertEqual(self.mails_of(self.ok("find", "o", "country=de", "--json")),
+                         ["cora", "anna"])
+        self.add("all")
+        self.assertEqual(self.mails_of(self.ok("find", "all", "first name=çORA \\ Ω 😀", "--json")),
+                         ["cora"])
+        self.assertEqual(self.mails_of(self.ok("find", "all", "age=34", "--json")), ["anna"])
+        for what in ("country=%", "country=d_", "country="):
+            self.fails(FINDINGS, "find", "all", what)
+
     @staticmethod
     def mails_of(run):
         return [r["email"][:4] for r in run.json]
@@ -148,6 +170,15 @@ class DatabaseCases:
         self.assertEqual(self.ok("count", "odd").out, "1\n")
         self.add("whole", table=table)
         self.assertEqual(self.ok("sql", "show", "whole", "--json").json["table"], table)
+        where = self.ok("sql", "show", "odd", "--json").json.get("where")
+        if where is not None:  # else the definition is a statement
+            self.assertEqual(where, "\"first name\" = 'Anna'")
+            self.ok("sql", "edit", "whole", "--where", where)
+            self.assertEqual(self.mails("whole"), ["anna"])
+        statement = self.ok("sql", "show", "odd", "--json").json["statement"]
+        self.write("pasted.sql", statement)
+        self.ok("sql", "add", "pasted", "--source", "db", "--sql", "pasted.sql")
+        self.assertEqual(self.mails("pasted"), ["anna"])
         self.ok("sql", "edit", "whole", "--where", "age > 20")
         self.assertEqual(self.mails("whole"), ["anna"])
         self.ok("sql", "edit", "whole", "--no-where")
@@ -240,15 +271,15 @@ class DatabaseCases:
 
 
 class SqliteTest(DatabaseCases, databases.Sqlite):
-    pass
+    failing = "case when age = 17 then abs(-9223372036854775807 - 1) end"
 
 
 class PostgresqlTest(DatabaseCases, databases.Postgresql):
-    pass
+    failing = "1 / (coalesce(age, 0) - 17)"
 
 
 class MariadbTest(DatabaseCases, databases.Mariadb):
-    pass
+    failing = None
 
 
 if __name__ == "__main__":
