@@ -8,6 +8,7 @@
 #include "cli/address_books.h"
 #include "cli/address_tag.h"
 #include "cli/failure.h"
+#include "groups/catalogue.h"
 #include "groups/group_id.h"
 #include "platform/system.h"
 #include "pvgroupman/ado/ado_group_properties.h"
@@ -145,8 +146,8 @@ GroupEntry Catalogue::Create(const Session& session, const std::string& name,
     entry.id = support::NewIdentifier();
     if (entry.id.empty()) throw Failure(kUnavailable, "no new identifier can be made");
     Table::Create(session, entry.table_path(), fields, AddressTag(address_field))->Close();
-    support::WriteSetting(entry.folder + entry.id + ".dat", "Properties", "Name", name);
     try {
+      groups::WriteGroupName(entry.folder + entry.id, name);
       groups_->AddGroup(entry.id, name, groups::GroupType::kPvFormat, "", "",
                         entry.own_folder ? entry.folder : "");
     } catch (...) {

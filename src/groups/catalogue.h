@@ -17,6 +17,10 @@ constexpr const char* kCatalogueFile = "groups.pvg";
 constexpr const char* kPropertySection = "Properties";
 constexpr const char* kPropertyName = "Name";
 
+// Writes the name into the property file of the group whose files begin with `stem`; error 75 when
+// that fails.
+void WriteGroupName(const std::string& stem, const std::string& name);
+
 // Errors of the groups' own. Hosts know them: never change a number or text.
 constexpr std::int32_t kErrUnsupportedFieldType = 2405;
 constexpr std::int32_t kErrGroupIsOpen = 2407;

@@ -301,6 +301,24 @@ TEST_F(CatalogueTest, RenameGroupOfANativeGroupRewritesItsPropertyFile) {
   EXPECT_EQ(support::ReadSetting("/lists/" + id + ".dat", "Properties", "Name", ""), "New näme");
 }
 
+TEST_F(CatalogueTest, RenameGroupSaysThatThePropertyFileCouldNotBeWritten) {
+  ASSERT_TRUE(machine_.files.CreateFolders("/lists").ok());
+  const auto groups = Make();
+  const std::string id = AddNative(groups, "Old", "/lists");
+  machine_.files.SetHook(platform::Call::kOpen, [&](platform::Call, const std::string& path) {
+    if (path.find(".dat") == std::string::npos) return;
+    machine_.files.FailCall(1, platform::Call::kAny, platform::Fault::kDenied);
+  });
+  const Error e = ErrorFrom([&] { groups->RenameGroup(id, "New"); });
+  machine_.files.SetHook(platform::Call::kOpen, {});
+  machine_.files.ClearFault();
+  EXPECT_EQ(e.number(), 75);
+  EXPECT_EQ(e.source(), "Groups::RenameGroup");
+  EXPECT_NE(e.description().find(id + ".dat"), std::string::npos) << e.description();
+  groups->RenameGroup(id, "New");
+  EXPECT_EQ(support::ReadSetting("/lists/" + id + ".dat", "Properties", "Name", ""), "New");
+}
+
 TEST_F(CatalogueTest, RenameGroupInTheDataFolderLeavesThePropertyFile) {
   const auto groups = Make();
   const std::string id = AddNative(groups, "Old");

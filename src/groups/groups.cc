@@ -206,8 +206,7 @@ void Groups::RenameGroup(const std::string& sId, const std::string& NewName) {
     }
     rows->CloseTable();
     if (path.empty()) return;
-    support::WriteSetting(support::WithSeparator(path) + sId + ".dat", kPropertySection,
-                          kPropertyName, NewName);
+    WriteGroupName(support::WithSeparator(path) + sId, NewName);
   });
 }
 

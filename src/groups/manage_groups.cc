@@ -5,6 +5,7 @@
 #include "platform/system.h"
 #include "pvgroupman/groups/groups.h"
 #include "support/application.h"
+#include "support/configuration.h"
 #include "tablestore/resource_strings.h"
 
 namespace pv::groups {
@@ -64,6 +65,14 @@ void RemoveIfThere(const std::string& file) {
 
 }  // namespace
 
+void WriteGroupName(const std::string& stem, const std::string& name) {
+  const std::string file = stem + ".dat";
+  const Status written = platform::CurrentSystem().profiles->Write(
+      file, kPropertySection, kPropertyName, name, *support::CurrentCodePage());
+  if (written.ok()) return;
+  throw automation::Error(support::kErrPathAccess, "WriteGroupName", written.message());
+}
+
 std::string Groups::CreateGroup(const std::string& Name, const Ref<tablestore::FieldDefs>& Fields,
                                 const Ref<tablestore::IndexDefs>& Indexes,
                                 const std::string& Path) {
@@ -92,7 +101,15 @@ std::string Groups::CreateGroup(const std::string& Name, const Ref<tablestore::F
     automation::MakeObject<tablestore::Database>()
         ->CreateTable(folder, id + ".pvg", fields, indexes)
         ->CloseTable();
-    support::WriteSetting(folder + id + ".dat", kPropertySection, kPropertyName, Name);
+    try {
+      WriteGroupName(folder + id, Name);
+    } catch (const automation::Error&) {
+      // Nobody is told the ID of this table.
+      for (const char* extension : {".pvg", ".cdx", ".fpt"}) {
+        (void)platform::CurrentSystem().files->Remove(folder + id + extension).ok();
+      }
+      throw;
+    }
     return id;
   } catch (...) {
     const automation::Error error = automation::CurrentError("Groups");

@@ -57,6 +57,45 @@ TEST_F(ManageGroupsTest, CreateGroupMakesTableAndPropertyFileButNoCatalogueRow) 
   EXPECT_EQ(machine_.files.OpenFileCount(), 0);
 }
 
+// Without its property file a group is not made: whatever call fails, nothing of it stays.
+TEST_F(ManageGroupsTest, CreateGroupThatCannotWriteItsPropertyFileLeavesNothing) {
+  int refused = 0;
+  for (int n = 1;; ++n) {
+    bool failing = false;
+    int calls = 0;
+    // The calls from the first that touches the property file on.
+    machine_.files.SetHook(platform::Call::kAny, [&](platform::Call, const std::string& path) {
+      if (path.find(".dat") == std::string::npos || failing || ++calls < n) return;
+      failing = true;
+      machine_.files.FailCall(1, platform::Call::kAny, platform::Fault::kNoSpace);
+    });
+    bool made = true;
+    try {
+      groups_->CreateGroup("Friends", Fields(), Indexes(), "/lists");
+    } catch (const Error& e) {
+      made = false;
+      ++refused;
+      EXPECT_EQ(e.number(), 75);
+      EXPECT_EQ(e.source(), "Groups::CreateGroup (WriteGroupName)");
+      EXPECT_NE(e.description().find(".dat"), std::string::npos) << e.description();
+    }
+    machine_.files.SetHook(platform::Call::kAny, {});
+    machine_.files.ClearFault();
+    if (!failing) {
+      EXPECT_TRUE(made);
+      break;
+    }
+    const std::vector<std::string> left = machine_.files.List("/lists").value();
+    for (const std::string& name : left) {
+      const bool table = name.find(".pvg") != name.npos || name.find(".cdx") != name.npos;
+      EXPECT_TRUE(made || !table) << name;
+      EXPECT_TRUE(machine_.files.Remove("/lists/" + name).ok());
+    }
+    ASSERT_LT(n, 100);
+  }
+  EXPECT_GE(refused, 2);
+}
+
 TEST_F(ManageGroupsTest, CreateGroupWithoutAPathUsesTheDataFolder) {
   for (const char* path : {"", "   "}) {
     const std::string id = groups_->CreateGroup("G", Fields(), Indexes(), path);
