@@ -46,7 +46,9 @@ class Roster {
 
   // The properties that hosts have asked for so far, and one that they ask for now.
   const Wanted& asked() const { return asked_; }
-  void Ask(PropertyTag tag) { asked_.Add(tag); }
+  void Ask(PropertyTag tag) {
+    if (!asked_.Has(tag)) asked_.Add(tag);
+  }
 
   // A contact to read into; one that is given back when it is done with need not be made anew.
   std::unique_ptr<Contact> TakeContact() {

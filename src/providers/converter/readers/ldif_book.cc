@@ -97,14 +97,21 @@ Status LdifBook::Scan() {
     if (first == ' ' || first == '#') continue;
     std::string_view name;
     std::string_view value;
+    bool options = false;
     char mark = ' ';
-    if (!SplitLdifLine(line.text, &name, &mark, &value)) {
+    const bool telling = kTelling.MayBegin(line.text);
+    // Of the other lines it is only of interest that they are attributes.
+    if (!telling && seen.any && !line.text.starts_with(':') &&
+        FindNameEnd(line.text) != std::string_view::npos) {
+      continue;
+    }
+    if (!SplitLdifLine(line.text, &name, &options, &mark, &value)) {
       if (seen.dn)
         notes_.Add(name_ + ": byte " + std::to_string(line.offset) +
                    ": a line without a colon is left out");
       continue;
     }
-    const bool telling = kTelling.MayBegin(line.text);
+    if (options) name = {};  // "cn;lang-ja" is no "cn"
     const bool is_dn = telling && IsNamed(name, "dn");
     if (is_dn && seen.dn) Close(&seen);
     if (!seen.any) {

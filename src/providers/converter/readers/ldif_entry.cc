@@ -29,18 +29,16 @@ Result<bool> LdifEntryReader::Next(LdifAttribute* attribute) {
     char mark = ' ';
     // A continuation here belongs to a comment or to junk.
     if (line.text.front() == '#' || line.text.front() == ' ' ||
-        !SplitLdifLine(line.text, &name, &mark, &value)) {
+        !SplitLdifLine(line.text, &name, &attribute->options, &mark, &value)) {
       continue;
     }
-    const std::size_t option = name.find(';');
-    attribute->options = option != std::string_view::npos;
-    if (attribute->options) name = name.substr(0, option);
     if (IsNamed(name, "dn")) {
       if (had_dn_) {
         lines_->Seek(line.offset);
         return false;
       }
       had_dn_ = true;
+      if (filter_ != nullptr) continue;
     }
     attribute->meaning = MeaningOf(name, profile_);
     // The lines that continue it are passed over like those of a comment.

@@ -2,12 +2,14 @@
 #ifndef PV_PROVIDERS_CONVERTER_READERS_LDIF_ENTRY_H_
 #define PV_PROVIDERS_CONVERTER_READERS_LDIF_ENTRY_H_
 
+#include <bit>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "base/bytes.h"
 #include "base/status.h"
 #include "providers/converter/readers/ldif_names.h"
 #include "providers/converter/text/line_reader.h"
@@ -51,13 +53,33 @@ class LdifEntryReader {
   std::string folded_name_;
 };
 
+// The place of the first ':' or ';' of a line, eight characters at a time, or npos.
+inline std::size_t FindNameEnd(std::string_view line) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  std::size_t at = 0;
+  for (; at + 8 <= line.size(); at += 8) {
+    // The two differ in the lowest bit only: without it, both become zero here and no other does.
+    const std::uint64_t rest = (LoadLe64(line.data() + at) & kOnes * 0xFE) ^ kOnes * ':';
+    const std::uint64_t zero = (rest - kOnes) & ~rest & kOnes * 0x80;
+    if (zero != 0) return at + static_cast<std::size_t>(std::countr_zero(zero)) / 8;
+  }
+  for (; at < line.size(); ++at) {
+    if (line[at] == ':' || line[at] == ';') return at;
+  }
+  return std::string_view::npos;
+}
+
 // Splits "attribute: value", "attribute:: base64", "attribute:< url" at the colon; false for a
-// line that is none of them. `mark` is ':' or '<', or ' ' for a plain value.
-inline bool SplitLdifLine(std::string_view line, std::string_view* name, char* mark,
+// line that is none of them. `mark` is ':' or '<', or ' ' for a plain value; the name comes without
+// options, as in "cn;lang-ja".
+inline bool SplitLdifLine(std::string_view line, std::string_view* name, bool* options, char* mark,
                           std::string_view* value) {
-  const std::size_t colon = line.find(':');
-  if (colon == std::string_view::npos || colon == 0) return false;
-  *name = line.substr(0, colon);
+  const std::size_t end = FindNameEnd(line);
+  if (end == std::string_view::npos || end == 0) return false;
+  *options = line[end] == ';';
+  const std::size_t colon = *options ? line.find(':', end) : end;
+  if (colon == std::string_view::npos) return false;
+  *name = line.substr(0, end);
   line.remove_prefix(colon + 1);
   *mark = ' ';
   if (!line.empty() && (line.front() == ':' || line.front() == '<')) {
