@@ -5,6 +5,7 @@
 #include "providers/converter/readers/ldif_book.h"
 
 #include <algorithm>
+#include <array>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -28,6 +29,7 @@ struct Seen {
   bool group = false;
   bool nobody = false;  // a machine, or a change that adds nothing
   bool classes = false;
+  std::size_t class_count = 0;
   bool name = false;
   bool mail = false;
 };
@@ -48,6 +50,7 @@ class LdifBook : public Book {
 
  private:
   void Close(Seen* seen);
+  EntryClass KindOfClass(std::string_view value, std::size_t number);
   Status Scan();
   Status ReadLists();
   Status ReadList(std::uint64_t offset);
@@ -63,6 +66,12 @@ class LdifBook : public Book {
   std::vector<std::string> list_names_;      // their names as entries
   std::vector<PropertyTag> weak_;            // properties that may still be replaced
   CivilDate birthday_;
+  // The classes of the last entries, by their place in one: those of the next are the same.
+  struct KnownClass {
+    std::string text;
+    EntryClass kind = EntryClass::kOther;
+  };
+  std::array<KnownClass, 8> known_classes_;
   LdifFilter filter_{Wanted()};
   LdifAttribute attribute_;
 };
@@ -76,6 +85,19 @@ void LdifBook::Close(Seen* seen) {
   *seen = Seen{};
 }
 
+EntryClass LdifBook::KindOfClass(std::string_view value, std::size_t number) {
+  constexpr std::size_t kLongestName = 100;
+  if (number >= known_classes_.size() || value.size() > kLongestName) {
+    return EntryClassOf(TrimBlanks(value));
+  }
+  KnownClass& known = known_classes_[number];
+  if (known.text != value) {
+    known.kind = EntryClassOf(TrimBlanks(value));
+    known.text = value;
+  }
+  return known.kind;
+}
+
 Status LdifBook::Scan() {
   static constexpr std::string_view kNames[] = {"dn",   "cn", "changetype", "givenname",
                                                 "mail", "sn", "objectclass"};
@@ -85,7 +107,14 @@ Status LdifBook::Scan() {
   bool any_entry = false;
   std::string folded;
   while (true) {
-    if (!lines_.TryNext(&line)) {
+    // Of most lines it is only of interest that they are attributes of the entry.
+    const auto wanted = [&seen](std::string_view text) {
+      if (text.empty() || !seen.any || kTelling.MayBegin(text)) return true;
+      const char first = text.front();
+      return first != ' ' && first != '#' &&
+             (first == ':' || FindNameEnd(text) == std::string_view::npos);
+    };
+    if (!lines_.TryNext(&line, wanted)) {
       PV_ASSIGN_OR_RETURN(const bool more, lines_.Next(&line));
       if (!more) break;
     }
@@ -99,12 +128,6 @@ Status LdifBook::Scan() {
     std::string_view value;
     bool options = false;
     char mark = ' ';
-    const bool telling = kTelling.MayBegin(line.text);
-    // Of the other lines it is only of interest that they are attributes.
-    if (!telling && seen.any && !line.text.starts_with(':') &&
-        FindNameEnd(line.text) != std::string_view::npos) {
-      continue;
-    }
     if (!SplitLdifLine(line.text, &name, &options, &mark, &value)) {
       if (seen.dn)
         notes_.Add(name_ + ": byte " + std::to_string(line.offset) +
@@ -112,13 +135,12 @@ Status LdifBook::Scan() {
       continue;
     }
     if (options) name = {};  // "cn;lang-ja" is no "cn"
-    const bool is_dn = telling && IsNamed(name, "dn");
+    const bool is_dn = IsNamed(name, "dn");
     if (is_dn && seen.dn) Close(&seen);
     if (!seen.any) {
       seen.any = true;
       seen.offset = line.offset;
     }
-    if (!telling) continue;
     seen.dn = seen.dn || is_dn;
     any_entry = any_entry || is_dn;
     switch (LowerAscii(first)) {
@@ -150,7 +172,7 @@ Status LdifBook::Scan() {
             value = folded;
           }
           seen.classes = true;
-          const EntryClass kind = EntryClassOf(TrimBlanks(value));
+          const EntryClass kind = KindOfClass(value, seen.class_count++);
           seen.person = seen.person || kind == EntryClass::kPerson;
           seen.group = seen.group || kind == EntryClass::kGroup;
           seen.nobody = seen.nobody || kind == EntryClass::kNobody;

@@ -119,6 +119,18 @@ TEST_F(LdifBookTest, MembersAreMatchedByNameThenByAddressThenByTheNameOfAList) {
   EXPECT_EQ(MembersOf(book.get(), "Inner"), (Texts{"Ann", "bob@x", "Cid", "away@x", "uid=7"}));
 }
 
+TEST_F(LdifBookTest, ClassesAreThoseOfTheEntryItself) {
+  std::string text;
+  for (const char* const kind : {"person", "groupOfNames", "PERSON", "computer", "", "device"}) {
+    text += std::string("dn: cn=") + kind + "\nobjectclass: top\nobjectClass: " + kind +
+            "\ncn: " + kind + "\n\n";
+  }
+  text += "dn: cn=last\nobjectclass: top\nobjectclass: per\n son\ncn;lang-ja: no\ncn: last\n";
+  const auto book = OpenText("LDIF", text);
+  EXPECT_EQ(Everybody(book.get()), (Texts{"person", "PERSON", "last"}));
+  EXPECT_EQ(book->lists().size(), 1U);
+}
+
 TEST_F(LdifBookTest, OtherFilesAreRefused) {
   EXPECT_EQ(Failure("LDIF", "just text\n").message(),
             "/books/book: this is no LDIF file: it has no entry");

@@ -18,12 +18,14 @@ void LdifAttribute::Decode() {
 Result<bool> LdifEntryReader::Next(LdifAttribute* attribute) {
   LineReader::Line line;
   while (true) {
-    if (!lines_->TryNext(&line)) {
+    const auto wanted = [this](std::string_view text) {
+      return filter_ == nullptr || text.empty() || filter_->MayBegin(text);
+    };
+    if (!lines_->TryNext(&line, wanted)) {
       PV_ASSIGN_OR_RETURN(const bool more, lines_->Next(&line));
       if (!more) return false;
     }
     if (line.text.empty()) return false;
-    if (filter_ != nullptr && !filter_->MayBegin(line.text)) continue;
     std::string_view name;
     std::string_view value;
     char mark = ' ';

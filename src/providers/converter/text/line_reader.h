@@ -38,20 +38,31 @@ class LineReader {
   // Reads the next line; false at the end of the file.
   Result<bool> Next(Line* line);
 
-  // The same as Next, without going to the file: false when that is needed, or the file ends.
-  bool TryNext(Line* line) {
-    if (ends_ != Ends::kLineFeed || next_ == size_) return false;
-    const char* const begin = window_.data() + next_;
-    const auto* const feed = static_cast<const char*>(std::memchr(begin, '\n', size_ - next_));
-    if (feed == nullptr) return false;
-    auto size = static_cast<std::size_t>(feed - begin);
-    if (size > kLongest) return false;
-    line->offset = offset();
-    line->cut = false;
-    next_ += size + 1;
-    if (size > 0 && begin[size - 1] == '\r') --size;
-    line->text = {begin, size};
-    return true;
+  // The next line that `wanted` says yes to, without going to the file: false when that is needed,
+  // or the file ends. The lines before it are passed over.
+  template <typename Wanted>
+  bool TryNext(Line* line, Wanted wanted) {
+    if (ends_ != Ends::kLineFeed) return false;
+    const char* const window = window_.data();
+    std::size_t at = next_;
+    while (at < size_) {
+      const char* const begin = window + at;
+      const auto* const feed = static_cast<const char*>(std::memchr(begin, '\n', size_ - at));
+      if (feed == nullptr) break;
+      const auto size = static_cast<std::size_t>(feed - begin);
+      if (size > kLongest) break;
+      const std::string_view text(begin, size > 0 && feed[-1] == '\r' ? size - 1 : size);
+      if (wanted(text)) {
+        line->text = text;
+        line->offset = window_offset_ + at;
+        line->cut = false;
+        next_ = at + size + 1;
+        return true;
+      }
+      at += size + 1;
+    }
+    next_ = at;
+    return false;
   }
 
   // The byte with which the next line begins; -1 at the end of the file.
