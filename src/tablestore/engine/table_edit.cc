@@ -115,7 +115,8 @@ Status Table::ReserveDataSpace(std::uint64_t end) {
   std::uint64_t target = end + std::clamp(end / 4, kLeastGrowth, kMostGrowth);
   target = std::min(target, kMaxDataFileSize);
   if (target <= end) return {};
-  data_->StartSync();
+  // Of a small table there is too little to be worth the call.
+  if (target - end == kMostGrowth) data_->StartSync();
   PV_RETURN_IF_ERROR(data_->Truncate(target));
   data_capacity_ = target;
   return {};
