@@ -2,8 +2,10 @@
 import os
 import pathlib
 import re
+import socket
 import sqlite3
 import subprocess
+import threading
 
 import harness
 
@@ -53,6 +55,9 @@ class Sqlite(Database):
     def password(self):
         return ""
 
+    def odbc_ini(self):
+        return f"Driver=SQLite3\nDatabase={self.folder}/shop.db\n"
+
     def execute(self, sql):
         with sqlite3.connect(self.folder / "shop.db", timeout=60) as database:
             database.execute(sql)
@@ -83,6 +88,12 @@ class Server(Database):
         """The connection string without its password, as a dictionary."""
         return dict(part.split("=", 1) for part in self.connection().split(";PWD=")[0].split(";"))
 
+    def odbc_ini(self):
+        parts = self.parts()
+        return (f"Driver={parts['Driver'].strip('{}')}\n{self.server_key}={parts['Server']}\n"
+                f"Port={parts['Port']}\nDatabase={parts['Database']}\n"
+                f"{self.user_key}={parts['UID']}\nPassword={self.password()}\n")
+
     def execute(self, sql):
         self.run_client(sql)
 
@@ -97,6 +108,7 @@ class Server(Database):
 
 class Postgresql(Server):
     variable = "PV_TEST_POSTGRESQL"
+    server_key, user_key = "Servername", "Username"
 
     def client(self):
         candidates = sorted(pathlib.Path("/usr/lib/postgresql").glob("*/bin/psql"))
@@ -105,6 +117,7 @@ class Postgresql(Server):
 
 class Mariadb(Server):
     variable = "PV_TEST_MARIADB"
+    server_key, user_key = "Server", "User"
     boolean, quote = "tinyint", "`"
 
     def literal(self, value):
@@ -115,3 +128,65 @@ class Mariadb(Server):
         parts = self.parts()
         return ["mariadb", "--no-defaults", "-N", "-B", "-h", parts["Server"], "-P", parts["Port"],
                 "-u", parts["UID"], "--default-character-set=utf8mb4", parts["Database"]]
+
+
+class Proxy:
+    """Passes connections on to the server of a test, and cuts one of them after some bytes from the
+    client, or at its first request after some bytes to it."""
+
+    def __init__(self, test, cut_after, from_client=True, reconnect=False):
+        parts = test.parts()
+        self.server = (parts["Server"], int(parts["Port"]))
+        self.cut_after = cut_after
+        self.from_client = from_client
+        self.reconnect = reconnect
+        self.was_cut = False
+        self.cut_next = False
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        port = self.listener.getsockname()[1]
+        self.connection = test.connection().replace(f"Port={parts['Port']}", f"Port={port}")
+        test.addCleanup(self.close)
+        threading.Thread(target=self.accept, daemon=True).start()
+
+    def accept(self):
+        while True:
+            try:
+                client, _ = self.listener.accept()
+            except OSError:
+                return
+            threading.Thread(target=self.serve, args=(client,), daemon=True).start()
+
+    def serve(self, client):
+        with client:
+            if self.was_cut and not self.reconnect:
+                return
+            with socket.create_connection(self.server) as server:
+                back = threading.Thread(target=self.pump, args=(server, client, False))
+                back.start()
+                self.pump(client, server, True)
+                back.join()
+
+    def pump(self, source, target, from_client):
+        passed = 0
+        counted = from_client == self.from_client
+        try:
+            while data := source.recv(4096):
+                passed += len(data)
+                if counted and passed > self.cut_after and not self.was_cut:
+                    self.cut_next = True
+                if self.cut_next and from_client and not self.was_cut:
+                    self.was_cut = True
+                    break
+                target.sendall(data)
+        except OSError:
+            pass  # the other end was cut
+        for end in (source, target):
+            try:
+                end.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass
+
+    def close(self):
+        # Wakes accept() up.
+        self.listener.shutdown(socket.SHUT_RDWR)
+        self.listener.close()

@@ -3,8 +3,6 @@
 import csv
 import re
 import signal
-import socket
-import threading
 import time
 
 import databases
@@ -260,68 +258,12 @@ class CopyCases:
         self.assertEqual(self.copy("many", "theirs"), (size, size - added, 0, added, 0))
 
 
-class Proxy:
-    """Passes connections on to a server, and cuts one of them after some bytes from the client."""
-
-    def __init__(self, host, port, cut_after, reconnect):
-        self.server = (host, port)
-        self.cut_after = cut_after
-        self.reconnect = reconnect
-        self.was_cut = False
-        self.listener = socket.create_server(("127.0.0.1", 0))
-        self.port = self.listener.getsockname()[1]
-        threading.Thread(target=self.accept, daemon=True).start()
-
-    def accept(self):
-        while True:
-            try:
-                client, _ = self.listener.accept()
-            except OSError:
-                return
-            threading.Thread(target=self.serve, args=(client,), daemon=True).start()
-
-    def serve(self, client):
-        with client:
-            if self.was_cut and not self.reconnect:
-                return
-            with socket.create_connection(self.server) as server:
-                back = threading.Thread(target=self.pump, args=(server, client, False))
-                back.start()
-                self.pump(client, server, True)
-                back.join()
-
-    def pump(self, source, target, counted):
-        passed = 0
-        try:
-            while data := source.recv(4096):
-                passed += len(data)
-                if counted and passed > self.cut_after and not self.was_cut:
-                    self.was_cut = True
-                    break
-                target.sendall(data)
-        except OSError:
-            pass  # the other end was cut
-        for end in (source, target):
-            try:
-                end.shutdown(socket.SHUT_RDWR)
-            except OSError:
-                pass
-
-    def close(self):
-        # Wakes accept() up.
-        self.listener.shutdown(socket.SHUT_RDWR)
-        self.listener.close()
-
-
 class ServerCases(CopyCases):
     def copy_over_a_cut_connection(self, reconnect):
         self.many(12_000)
         self.drop_later("people")
-        parts = self.parts()
-        proxy = Proxy(parts["Server"], int(parts["Port"]), 200_000, reconnect)
-        self.addCleanup(proxy.close)
-        self.write("connection", self.connection().replace(f"Port={parts['Port']}",
-                                                           f"Port={proxy.port}"))
+        proxy = databases.Proxy(self, cut_after=200_000, reconnect=reconnect)
+        self.write("connection", proxy.connection)
         self.ok("source", "add", "cut", "--connection-file", "connection")
         run = self.run_any("copy", "many", "theirs", "--source", "cut", "--table", "people",
                            "--json")

@@ -262,6 +262,18 @@ class DatabaseCases:
         self.assertEqual(self.ok("count", "all").out, "4\n")
         self.assertNotIn("PWD", self.ok("source", "show", "bare").out)
 
+    def test_a_data_source_of_the_odbc_manager(self):
+        self.write("odbc.ini", "[pv shop]\n" + self.odbc_ini())
+        self.environment["ODBCINI"] = str(self.folder / "odbc.ini")
+        self.fails(UNAVAILABLE, "source", "add", "none", "DSN=nobody")
+        self.ok("source", "add", "dsn", "DSN=pv shop")
+        self.ok("sql", "add", "all", "--source", "dsn", "--table", "people", "--where", "age > 20")
+        self.assertEqual(self.mails("all"), ["anna", "dora"])
+        self.assertEqual(self.ok("count", "all").out, "2\n")
+        # Its driver is known too: nothing is read ahead, and booleans are booleans.
+        self.assertEqual([bool(r["vip"]) for r in self.ok("show", "all", "--json").json],
+                         [True, True])
+
     def test_a_connection_string_in_place_of_a_source(self):
         self.ok("sql", "add", "all", "--source", self.connection_without_password(), "--table",
                 "people", code=DONE if not self.password() else UNAVAILABLE)
@@ -270,15 +282,38 @@ class DatabaseCases:
                              "the saved source has the same string")
 
 
+class ServerCases(DatabaseCases):
+    def test_a_connection_cut_in_the_middle_of_a_walk(self):
+        for start in range(0, 20_000, 2000):
+            self.execute("insert into people (email, age) values " + ", ".join(
+                f"('p{i:05}@example.org', {i})" for i in range(start, start + 2000)))
+        proxy = databases.Proxy(self, cut_after=300_000, from_client=False)
+        self.write("connection", proxy.connection)
+        self.ok("source", "add", "cut", "--connection-file", "connection")
+        self.ok("sql", "add", "all", "--source", "cut", "--table", "people", "--no-check")
+        self.fails(UNAVAILABLE, "export", "all", "out.csv")
+        self.assertTrue(proxy.was_cut)
+        self.assertFalse((self.folder / "out.csv").exists(), "part of a group is no group")
+        proxy = databases.Proxy(self, cut_after=300_000, from_client=False)
+        self.write("connection", proxy.connection)
+        self.ok("source", "add", "cut again", "--connection-file", "connection")
+        self.ok("sql", "add", "again", "--source", "cut again", "--table", "people", "--no-check")
+        run = self.run_any("show", "again", "--csv", "--fields", "email")
+        self.assertEqual(run.code, UNAVAILABLE)
+        self.assertRegex(run.err, r"\Apvgroup: [^\n]+\n\Z")
+        self.assertTrue(proxy.was_cut)
+        self.assertLess(len(run.lines), 20_001)
+
+
 class SqliteTest(DatabaseCases, databases.Sqlite):
     failing = "case when age = 17 then abs(-9223372036854775807 - 1) end"
 
 
-class PostgresqlTest(DatabaseCases, databases.Postgresql):
+class PostgresqlTest(ServerCases, databases.Postgresql):
     failing = "1 / (coalesce(age, 0) - 17)"
 
 
-class MariadbTest(DatabaseCases, databases.Mariadb):
+class MariadbTest(ServerCases, databases.Mariadb):
     failing = None
 
 

@@ -302,7 +302,7 @@ const automation::MemberTable& Recordset::Members() const {
           .Property("Filter", &Recordset::GetFilter, &Recordset::SetFilter)
           .Property("Sort", &Recordset::GetSort, &Recordset::SetSort)
           .Method("GetRows", &Recordset::GetRows, {"Rows", "Start", "Fields"})
-          .Method("AddNew", &Recordset::AddNew)
+          .Method("AddNew", &Recordset::AddNew, {"FieldList", "Values"})
           .Method("Update", &Recordset::Update)
           .Method("CancelUpdate", &Recordset::CancelUpdate)
           .Method("Delete", &Recordset::Delete, {"AffectRecords"})

@@ -83,7 +83,10 @@ class Recordset : public automation::Object, public FieldSource, public SessionU
                             const std::optional<automation::Value>& Fields);
 
   // Editing (recordset_edit.cc).
-  void AddNew();
+  // With fields and values the row is written at once, as ADO does; lists are arrays of texts, or a
+  // single name or position with its value.
+  void AddNew(const std::optional<automation::Value>& FieldList = std::nullopt,
+              const std::optional<automation::Value>& Values = std::nullopt);
   void Update();
   void CancelUpdate();
   void Delete(const std::optional<std::int32_t>& AffectRecords);

@@ -37,12 +37,31 @@ void Recordset::SetFieldValue(std::size_t column, const Value& value) {
   change_[column] = std::move(coerced);
 }
 
-void Recordset::AddNew() {
+void Recordset::AddNew(const std::optional<Value>& FieldList, const std::optional<Value>& Values) {
   constexpr const char* kSource = "Recordset::AddNew";
   RequireEditor(kSource);
+  if (FieldList.has_value() != Values.has_value()) Raise(kErrInvalidArgument, kSource);
   FinishEdit(kSource);
   change_.assign(columns_.size(), std::nullopt);
   edit_mode_ = kEditAdd;
+  if (!FieldList) return;
+  try {
+    const auto* names = FieldList->TryGet<automation::TextArray>();
+    const auto* texts = Values->TryGet<automation::TextArray>();
+    if (names == nullptr) {
+      if (texts != nullptr) Raise(kErrInvalidArgument, kSource);
+      fields_->Item(*FieldList)->SetValue(*Values);
+    } else {
+      if (texts == nullptr || texts->size() != names->size()) Raise(kErrInvalidArgument, kSource);
+      for (std::size_t i = 0; i < names->size(); ++i) {
+        fields_->Item(Value((*names)[i]))->SetValue(Value((*texts)[i]));
+      }
+    }
+    Update();
+  } catch (const automation::Error& e) {
+    CancelUpdate();
+    throw e.WithSource(kSource);
+  }
 }
 
 // Makes what was written the values of the current row.

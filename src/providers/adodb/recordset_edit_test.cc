@@ -15,6 +15,30 @@ class EditTest : public DatabaseTest {
 };
 PV_ON_ALL_DATABASES(EditTest);
 
+TEST_P(EditTest, ARowIsAddedFromLists) {
+  Create("pv_lists", "id integer primary key, name varchar(20), born date");
+  const auto rows = Opened("pv_lists", kForwardOnly, kOptimistic, kCommandTable);
+  const Value names(automation::TextArray{"id", "NAME", "born"});
+  CallMember(rows, "AddNew", {names, Value(automation::TextArray{"1", "Anna", "2024-02-29"})});
+  EXPECT_EQ(rows->GetEditMode(), 0) << "it is written at once";
+  CallMember(rows, "AddNew", {Value("id"), Value(2)});
+  EXPECT_EQ(One("select count(*) from pv_lists where name = 'Anna' or name is null").ToI4(), 2);
+  // What cannot be added leaves nothing behind.
+  const Value too_few(automation::TextArray{"3"});
+  EXPECT_EQ(ErrorFrom([&] {
+              CallMember(rows, "AddNew", {names, too_few});
+            }).number(),
+            kErrInvalidArgument);
+  EXPECT_EQ(ErrorFrom([&] { CallMember(rows, "AddNew", {names}); }).number(), kErrInvalidArgument);
+  EXPECT_EQ(ErrorFrom([&] {
+              CallMember(rows, "AddNew", {Value("nofield"), Value(3)});
+            }).number(),
+            kErrItemNotFound);
+  EXPECT_NE(ErrorFrom([&] { CallMember(rows, "AddNew", {Value("id"), Value(1)}); }).number(), 0);
+  EXPECT_EQ(rows->GetEditMode(), 0);
+  EXPECT_EQ(One("select count(*) from pv_lists").ToI4(), 2);
+}
+
 TEST_P(EditTest, ChangesDuringAWalkAreKeptAtOnce) {
   CreateNumbers("edited", 700);
   const auto other = Connected();
