@@ -101,7 +101,7 @@ TEST_F(BoundsTest, ALineOfAHundredMegabytes) {
 
 // Every list contains the next one, and the last the first.
 TEST_F(BoundsTest, CyclesOfLists) {
-  constexpr int kLists = 5'000;
+  constexpr int kLists = 2'000;
   std::string ldif;
   std::string pine;
   std::string eudora = "alias who who@x\n";
