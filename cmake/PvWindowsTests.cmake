@@ -1,7 +1,9 @@
 # GoogleTest for the Windows build, compiled from the sources that Debian's package googletest leaves,
 # and the test programs that are built with it. tests/windows runs them.
 set(PV_GOOGLETEST /usr/src/googletest CACHE PATH "GoogleTest's sources")
-set(PV_WINDOWS_TESTS base_test platform_test automation_test support_test conformance_test)
+set(PV_WINDOWS_TESTS base_test platform_test automation_test support_test expression_test
+    engine_unit_test engine_index_test engine_test tablestore_test groups_test ado_test
+    addressbook_test conformance_test)
 
 # Builds them all.
 add_custom_target(windows_units)

@@ -596,7 +596,8 @@ TEST_F(AddressBookContactsTest, RecordNoLogsItsEntryAndExit) {
   support::OpenLog("/log.txt", support::kLogTrace);
   cursor->GetRecordNo();
   support::StopLog();
-  const std::string log = machine_.files.Get("/log.txt");
+  std::string log = machine_.files.Get("/log.txt");
+  std::erase(log, '\r');
   EXPECT_NE(log.find("RecordNo - Entry\n"), std::string::npos);
   EXPECT_NE(log.find("RecordNo - Exit\n"), std::string::npos);
 }

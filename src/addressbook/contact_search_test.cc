@@ -164,7 +164,8 @@ TEST_F(ContactSearchTest, SeekFirstLogsItsEntryAndExit) {
   support::OpenLog("/log.txt", support::kLogTrace);
   cursor_->SeekFirst("none@x", "Email");
   support::StopLog();
-  const std::string log = machine_.files.Get("/log.txt");
+  std::string log = machine_.files.Get("/log.txt");
+  std::erase(log, '\r');
   EXPECT_NE(log.find("SeekFirst - Entry\n"), std::string::npos);
   EXPECT_NE(log.find("SeekFirst - Exit\n"), std::string::npos);
 }

@@ -7,7 +7,12 @@ namespace {
 
 class DatabaseTest : public TableTest {
  protected:
-  std::string Log() { return machine_.files.Get("/data/pv.log"); }
+  // The log, with line ends as they are where text files have the shorter ones.
+  std::string Log() {
+    std::string text = machine_.files.Get("/data/pv.log");
+    std::erase(text, '\r');
+    return text;
+  }
   // The log's lines from `from` on, without the heading's.
   std::vector<std::string> Lines() {
     std::vector<std::string> lines;
@@ -27,7 +32,7 @@ class DatabaseTest : public TableTest {
   }
   // The one session that there is: the handle that the engine's session operations take.
   static engine::Handle SessionHandle() {
-    for (engine::Handle h = 1; h < 1 << 20; ++h) {
+    for (engine::Handle h = 1; h < 1 << 26; ++h) {
       if (engine::code4accessMode(h, -1) >= 0) return h;
     }
     return 0;

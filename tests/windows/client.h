@@ -11,6 +11,7 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 inline int checks = 0;
@@ -99,14 +100,9 @@ inline DISPID IdOf(IDispatch* object, const wchar_t* name) {
   return id;
 }
 
-inline Outcome Invoke(IDispatch* object, DISPID id, WORD flags, const std::vector<Variant>& given,
-                      std::vector<DISPID> named = {}) {
-  // The last argument comes first; those with names come before all others, in their order.
-  std::vector<VARIANT> arguments;
-  for (std::size_t i = 0; i < named.size(); ++i) {
-    arguments.push_back(given[given.size() - named.size() + i]);
-  }
-  for (std::size_t i = given.size() - named.size(); i-- > 0;) arguments.push_back(given[i]);
+// A call whose arguments are as the callee gets them: the last comes first, and nothing is copied.
+inline Outcome InvokeAsIs(IDispatch* object, DISPID id, WORD flags, std::vector<VARIANT> arguments,
+                          std::vector<DISPID> named = {}) {
   DISPPARAMS parameters{arguments.data(), named.data(), static_cast<UINT>(arguments.size()),
                         static_cast<UINT>(named.size())};
   EXCEPINFO info{};
@@ -122,6 +118,17 @@ inline Outcome Invoke(IDispatch* object, DISPID id, WORD flags, const std::vecto
   ::SysFreeString(info.bstrDescription);
   ::SysFreeString(info.bstrHelpFile);
   return outcome;
+}
+
+inline Outcome Invoke(IDispatch* object, DISPID id, WORD flags, const std::vector<Variant>& given,
+                      const std::vector<DISPID>& named = {}) {
+  // The last argument comes first; those with names come before all others, in their order.
+  std::vector<VARIANT> arguments;
+  for (std::size_t i = 0; i < named.size(); ++i) {
+    arguments.push_back(given[given.size() - named.size() + i]);
+  }
+  for (std::size_t i = given.size() - named.size(); i-- > 0;) arguments.push_back(given[i]);
+  return InvokeAsIs(object, id, flags, std::move(arguments), named);
 }
 
 inline Outcome Call(IDispatch* object, const wchar_t* name, std::vector<Variant> arguments = {}) {

@@ -122,6 +122,10 @@ int main() {
   CheckTable(Call(database, L"CreateTable",
                   {folder, L"three.pvg", Variant::ByReference(VT_VARIANT, &held_fields),
                    Variant::ByReference(VT_VARIANT, &held_indexes)}));
+  // By value. The arrays are lent, not copied: Wine's copies of records lose their enumerations.
+  const Variant six = L"six.pvg";
+  CheckTable(InvokeAsIs(database, IdOf(database, L"CreateTable"), DISPATCH_METHOD,
+                        {held_indexes, held_fields, six, folder}));
   V_VT(&held_fields) = V_VT(&held_indexes) = VT_EMPTY;
   // Bounds that do not begin at 0.
   SAFEARRAY* fields_from_1 = Fields(1);
@@ -143,7 +147,7 @@ int main() {
   settings->Release();
   IDispatch* const groups = Create(L"PVGroupMan.Groups");
   REQUIRE(groups != nullptr);
-  for (const wchar_t* name : {L"one", L"two", L"three", L"four", L"five"}) {
+  for (const wchar_t* name : {L"one", L"two", L"three", L"four", L"five", L"six"}) {
     CHECK(Call(groups, L"AddGroup", {name, name, 0, L"", L"", L""}).result == S_OK);
   }
   groups->Release();

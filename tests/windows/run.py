@@ -264,8 +264,8 @@ class Programs(WindowsTest):
         self.check_program("calls", 60)
 
     def test_record_arrays(self):
-        self.check_program("records", 50)
-        self.assertEqual(self.verify(), 5)
+        self.check_program("records", 60)
+        self.assertEqual(self.verify(), 6)
 
     def test_nothing_is_left_behind(self):
         self.check_program("leaks", 700)
@@ -353,6 +353,31 @@ class Registration(WindowsTest):
                      for scope in range(len(self.KEYS))]
             self.assertEqual(added, [set(), set()], what)
         self.assertFalse("Alien" in restored[0])
+
+    def test_classes_that_are_registered_for_the_user_are_created(self):
+        # Windows looks classes up in the user's part of the registry before the machine's; Wine in
+        # the machine's only. So what was written for the user alone is put there as it is.
+        shutil.copy(DLL, self.folder)
+        dll = f"'{windows(self.folder / DLL.name)}'"
+        ours = f"'{windows(folder / DLL.name)}'"
+        users = self.folder / "user.reg"
+        names = re.findall(r"coclass (\w+)", IDL.read_text())
+        try:
+            _, out, err = run(
+                f"wine regsvr32 /s /u {ours}; wine regsvr32 /s /n /i:user {dll}; "
+                rf"wine reg export 'HKCU\Software\Classes' '{windows(users)}' /y >/dev/null; "
+                rf"wine reg query 'HKLM\Software\Classes\PVGroupMan.Groups' >/dev/null 2>&1 || "
+                "echo only for the user")
+            self.assertIn("only for the user", out, err)
+            text = users.read_text(encoding="utf-16").replace(
+                "HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE")
+            users.write_text(text, encoding="utf-16")
+            self.check_output("classes.vbs", 2 * len(names), *run(
+                f"wine reg import '{windows(users)}' >/dev/null; "
+                + self.script("classes.vbs", *names))[1:])
+        finally:
+            run(f"wine regsvr32 /s /u {dll}; wine regsvr32 /s /u /n /i:user {dll}; "
+                f"wine regsvr32 /s {ours}")
 
     def test_unknown_way_to_install_is_refused(self):
         code, _, _ = run(f"wine regsvr32 /s /n /i:everybody {folder}/{DLL.name}")

@@ -92,8 +92,9 @@ std::vector<Entry> ReadEntries(const std::string& file, std::size_t page, std::s
       for (std::size_t b = entry_bytes; b-- > 0;) {
         packed = packed << 8 | Byte(file, page + 24 + i * entry_bytes + b);
       }
-      const std::size_t duplicate = packed >> record_bits & duplicate_mask;
-      const std::size_t trailing = packed >> (record_bits + duplicate_bits) & trailing_mask;
+      const auto duplicate = static_cast<std::size_t>(packed >> record_bits & duplicate_mask);
+      const auto trailing =
+          static_cast<std::size_t>(packed >> (record_bits + duplicate_bits) & trailing_mask);
       const std::size_t stored = key_length - duplicate - trailing;
       end -= stored;
       key = key.substr(0, duplicate) + file.substr(end, stored) +

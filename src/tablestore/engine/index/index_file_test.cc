@@ -460,7 +460,8 @@ TEST_F(IndexFileTest, ReservesPagesThatNoTreeUses) {
   Model model(more.begin(), more.end());
   ExpectHolds(open.tag(), model);
   EXPECT_THAT(open.index->Verify(), IsEmpty());
-  EXPECT_EQ(files_.Get(kIndexPath).substr(size, 5 * kPageSize), std::string(5 * kPageSize, '#'));
+  EXPECT_EQ(files_.Get(kIndexPath).substr(static_cast<std::size_t>(size), 5 * kPageSize),
+            std::string(5 * kPageSize, '#'));
 
   // More of them: the earlier ones become free, and are used before the file grows.
   PV_ASSERT_OK(open.index->BeginChange());
