@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "cli/address_tag.h"
 #include "cli/failure.h"
-#include "cli/import_rows.h"
+#include "cli/groups/address_tag.h"
+#include "cli/import/import_rows.h"
 #include "fuzz/require.h"
 #include "platform/memory/memory_system.h"
 
