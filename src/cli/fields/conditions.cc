@@ -90,7 +90,7 @@ class Parser {
       result += text_[at_];
     }
     at_ = begin;
-    Fail(std::string("a closing ") + close + " is missing");
+    Fail("a closing " + std::string(1, close) + " is missing");
   }
 
   std::string Field() {
