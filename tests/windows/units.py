@@ -55,9 +55,14 @@ def main():
         for program in programs:
             shutil.copy(program, folder)
         shutil.copy(DLL, folder)
+        # The runtime sees this folder and no other of the machine.
+        steps = []
+        if os.environ.get("PV_SAMPLE_DATA"):
+            shutil.copytree(os.environ["PV_SAMPLE_DATA"], folder / "samples")
+            steps = [f"export PV_SAMPLE_DATA='Z:{made}/samples'"]
         # Windows can be opened though there is no screen.
-        steps = [r"wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1",
-                 "wineserver -w", f"wine regsvr32 /s {DLL.name}", "echo registered $?"]
+        steps += [r"wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1",
+                  "wineserver -w", f"wine regsvr32 /s {DLL.name}", "echo registered $?"]
         for name, command in runs:
             steps += [f"echo '== {name}'", f"{command} --gtest_brief=1 2>&1", "echo ended $?"]
         done = subprocess.run([str(RUNTIME), "run", str(folder / "prefix"), made, "; ".join(steps)],
