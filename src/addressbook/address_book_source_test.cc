@@ -4,12 +4,13 @@
 
 #include "addressbook/address_book_fixture_test.h"
 #include "pvgroupman/tablestore/database.h"
-#include "tablestore/engine/operations.h"
+#include "tablestore/table_layout_test.h"
 
 namespace pv::addressbook {
 namespace {
 
 using tablestore::Database;
+using tablestore::LayoutOf;
 
 class AddressBookSourceTest : public AddressBookTest {
  protected:
@@ -17,25 +18,6 @@ class AddressBookSourceTest : public AddressBookTest {
     const auto source = MakeObject<CAddressBookSource>();
     source->OpenAddressBookSource(id);
     return source;
-  }
-
-  // Field names, letters, widths and tags of a table.
-  static std::string LayoutOf(const char* file) {
-    const auto database = MakeObject<Database>();
-    const auto rows = database->OpenTable("/data", file);
-    const engine::Handle table = rows->GetTableHandle();
-    std::string layout;
-    for (std::int32_t j = 1; j <= engine::d4numFields(table); ++j) {
-      const engine::Handle f = engine::d4fieldJ(table, j);
-      layout += std::string(engine::f4name(f)) + " " + static_cast<char>(engine::f4type(f)) +
-                std::to_string(engine::f4len_v(f)) + "." + std::to_string(engine::f4decimals(f)) +
-                "; ";
-    }
-    for (const auto& tag : engine::d4info(table).tags) {
-      layout += "tag " + tag.name + " on " + tag.expression + " for " + tag.filter +
-                (tag.unique ? " unique" : "") + (tag.descending ? " descending" : "") + "; ";
-    }
-    return layout;
   }
 
   // The rows of a table in its own order: "a,b|".

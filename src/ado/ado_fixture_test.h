@@ -16,7 +16,7 @@
 #include "pvgroupman/support/settings.h"
 #include "pvgroupman/tablestore/database.h"
 #include "support/log.h"
-#include "tablestore/engine/operations.h"
+#include "tablestore/table_layout_test.h"
 
 namespace pv::ado {
 
@@ -29,6 +29,7 @@ using automation::PutProperty;
 using automation::Ref;
 using automation::Value;
 using tablestore::Database;
+using tablestore::LayoutOf;
 
 class AdoStoresTest : public testing::Test {
  protected:
@@ -66,25 +67,6 @@ class AdoStoresTest : public testing::Test {
       definition->GetFilters()->Add("country", "is", "=", value, "AND");
     }
     return definition;
-  }
-
-  // Field names, letters, widths and tags of a table.
-  static std::string LayoutOf(const char* file) {
-    const auto database = MakeObject<Database>();
-    const auto rows = database->OpenTable("/data", file);
-    const engine::Handle table = rows->GetTableHandle();
-    std::string layout;
-    for (std::int32_t j = 1; j <= engine::d4numFields(table); ++j) {
-      const engine::Handle f = engine::d4fieldJ(table, j);
-      layout += std::string(engine::f4name(f)) + " " + static_cast<char>(engine::f4type(f)) +
-                std::to_string(engine::f4len_v(f)) + "." + std::to_string(engine::f4decimals(f)) +
-                "; ";
-    }
-    for (const auto& tag : engine::d4info(table).tags) {
-      layout += "tag " + tag.name + " on " + tag.expression + " for " + tag.filter +
-                (tag.unique ? " unique" : "") + (tag.descending ? " descending" : "") + "; ";
-    }
-    return layout;
   }
 
   static std::int32_t RecordsIn(const char* file) {

@@ -1,4 +1,4 @@
-// Groups that are queries on a database: opening them, counting them, looking at definitions.
+// Groups that are queries on a database: their statements, their rows, their number.
 #ifndef PV_CLI_GROUPS_SQL_GROUP_H_
 #define PV_CLI_GROUPS_SQL_GROUP_H_
 
@@ -32,16 +32,14 @@ class SqlGroup {
   // The statement that gives the rows.
   std::string Statement() const;
 
+  // The same as it can stand in brackets inside another one, where the database allows that.
+  std::string InnerStatement() const;
+
   // The rows, read forward only and by blocks. The group must outlive the cursor.
   std::unique_ptr<GroupCursor> Rows();
 
   // The rows of another statement on the same connection.
   std::unique_ptr<GroupCursor> RowsOf(const std::string& statement);
-
-  // At least the rows in which a field ("" for that of the addresses) is a text or begins with it,
-  // letter case ignored, as the database finds them; null when it cannot be asked for them: the
-  // rows are to be walked, then.
-  std::unique_ptr<GroupCursor> RowsLike(const std::string& field, const std::string& text);
 
   // The number of rows: the database counts them, or, where it cannot, they are walked.
   std::uint64_t Count();
@@ -60,34 +58,6 @@ class SqlGroup {
   automation::Ref<ado::CADOGroupProperties> properties_;
   automation::Ref<ado::CDataSource> opened_;  // the source as it was connected
   automation::Ref<automation::Object> connection_;
-};
-
-// A group of any kind, open for one walk.
-class OpenedGroup {
- public:
-  struct Options {
-    bool by_address = false;  // in the order of the addresses, where the group has one
-    bool deleted = false;     // records marked deleted are wanted too; kUsage where there are none
-    bool find = false;        // only rows in which `field` is `text` or begins with it are needed
-    std::string field = {};   // "" for that of the addresses
-    std::string text = {};
-  };
-  OpenedGroup(const Catalogue& catalogue, const GroupEntry& entry, const Options& options);
-  ~OpenedGroup();
-
-  GroupCursor* cursor() { return cursor_.get(); }
-
-  // The table of a native group, else null.
-  Table* table() { return table_.get(); }
-
-  // The query of a group on a database, else null.
-  SqlGroup* sql() { return sql_.get(); }
-
- private:
-  std::unique_ptr<Session> session_;
-  std::unique_ptr<Table> table_;
-  std::unique_ptr<SqlGroup> sql_;
-  std::unique_ptr<GroupCursor> cursor_;
 };
 
 }  // namespace pv::cli

@@ -7,6 +7,7 @@
 #include "cli/fields/field_names.h"
 #include "cli/groups/address_tag.h"
 #include "cli/groups/catalogue.h"
+#include "cli/groups/opened_group.h"
 #include "cli/groups/sql_definition.h"
 #include "cli/groups/sql_group.h"
 #include "cli/groups/walk.h"

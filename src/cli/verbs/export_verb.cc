@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "cli/groups/catalogue.h"
-#include "cli/groups/sql_group.h"
+#include "cli/groups/opened_group.h"
 #include "cli/groups/walk.h"
 #include "cli/output/output_stream.h"
 #include "cli/verbs/verbs.h"
