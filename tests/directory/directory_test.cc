@@ -5,6 +5,7 @@
 #include <fstream>
 #include <string>
 
+#include "base/instrumented_test.h"
 #include "providers/converter/book_fixture_test.h"
 
 namespace pv::converter {
@@ -62,9 +63,7 @@ long PeakKilobytes() {
 // However many people there are, a page of them is held, and where each of them is. The first test:
 // no other has left memory behind.
 TEST_F(DirectoryTest, MemoryDoesNotGrowWithTheDirectory) {
-#ifdef __SANITIZE_ADDRESS__
-  GTEST_SKIP() << "the sanitizer holds memory of its own";
-#endif
+  if (kInstrumented) GTEST_SKIP() << "the sanitizer holds memory of its own";
   const auto peak_of = [&](const std::string& filter) {
     PeakKilobytes();
     const long before = StatusKilobytes("VmRSS:");
