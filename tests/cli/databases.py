@@ -132,14 +132,16 @@ class Mariadb(Server):
 
 class Proxy:
     """Passes connections on to the server of a test, and cuts one of them after some bytes from the
-    client, or at its first request after some bytes to it."""
+    client, or at its first request after some bytes to it, or just behind these bytes."""
 
-    def __init__(self, test, cut_after, from_client=True, reconnect=False):
+    def __init__(self, test, cut_after, from_client=True, reconnect=False, at_once=False):
         parts = test.parts()
         self.server = (parts["Server"], int(parts["Port"]))
         self.cut_after = cut_after
         self.from_client = from_client
         self.reconnect = reconnect
+        self.at_once = at_once
+        self.requests = []  # of each connection: the bytes that had come back at each request
         self.was_cut = False
         self.cut_next = False
         self.listener = socket.create_server(("127.0.0.1", 0))
@@ -161,18 +163,28 @@ class Proxy:
             if self.was_cut and not self.reconnect:
                 return
             with socket.create_connection(self.server) as server:
-                back = threading.Thread(target=self.pump, args=(server, client, False))
+                passed = {True: 0, False: 0}
+                self.requests.append([])
+                requests = self.requests[-1]
+                back = threading.Thread(target=self.pump,
+                                        args=(server, client, False, passed, requests))
                 back.start()
-                self.pump(client, server, True)
+                self.pump(client, server, True, passed, requests)
                 back.join()
 
-    def pump(self, source, target, from_client):
-        passed = 0
+    def pump(self, source, target, from_client, passed, requests):
         counted = from_client == self.from_client
         try:
             while data := source.recv(4096):
-                passed += len(data)
-                if counted and passed > self.cut_after and not self.was_cut:
+                if from_client:
+                    requests.append(passed[False])
+                passed[from_client] += len(data)
+                too_many = passed[from_client] - self.cut_after
+                if counted and too_many > 0 and not self.was_cut:
+                    if self.at_once:
+                        self.was_cut = True
+                        target.sendall(data[:len(data) - too_many])
+                        break
                     self.cut_next = True
                 if self.cut_next and from_client and not self.was_cut:
                     self.was_cut = True

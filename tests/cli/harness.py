@@ -2,6 +2,7 @@
 import json
 import os
 import pathlib
+import pty
 import shutil
 import subprocess
 import sys
@@ -69,6 +70,25 @@ class CliTest(unittest.TestCase):
         self.assertEqual(run.code, code, f"{arguments}: {run.out}{run.err}")
         self.assertRegex(run.err, r"\Apvgroup: [^\n]+\n\Z")
         return run.err
+
+    def ask(self, question, answer, *arguments):
+        """Runs pvgroup on a terminal, types an answer to its question, returns its exit code and
+        what stood there."""
+        master, slave = pty.openpty()
+        process = subprocess.Popen(self.command(*arguments), env=self.environment,
+                                   cwd=self.folder, stdin=slave, stdout=slave, stderr=slave)
+        os.close(slave)
+        seen = b""
+        try:
+            while piece := os.read(master, 65536):
+                seen += piece
+                if answer and question in seen:
+                    os.write(master, answer)
+                    answer = None
+        except OSError:
+            pass  # the terminal is closed: it has ended
+        os.close(master)
+        return process.wait(timeout=60), seen.decode()
 
     def write(self, name, content):
         path = self.folder / name

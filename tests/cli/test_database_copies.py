@@ -187,6 +187,76 @@ class CopyCases:
         self.assertEqual(self.ask(f"select count(*) from other where photo = "
                                   f"{self.hexadecimal('00ff41')}"), "1")
 
+    def test_moments_have_milliseconds(self):
+        moments = ["2024-02-29 13:45:10.123", "1824-02-29 13:45:10.5", "2024-02-29 13:45:10"]
+        self.drop_later("fine")
+        self.execute(f"create table fine (email varchar(60), seen {self.moment})")
+        self.execute("insert into fine values " + ", ".join(
+            f"('p{i}@example.org', '{moment}')" for i, moment in enumerate(moments)))
+        self.ok("sql", "add", "theirs", "--source", "db", "--table", "fine")
+        for table in ("same", "coarse"):
+            self.drop_later(table)
+        run = self.ok("copy", "theirs", "others", "--source", "db", "--table", "same")
+        self.assertNotIn("rounded", run.err)
+        expected = [moment.replace(" ", "T") for moment in moments]
+        expected[1] += "00"
+        self.assertEqual([r["seen"] for r in self.ok("show", "others", "--json").json], expected)
+        if self.keeps_any_decimals:
+            return  # its driver gives milliseconds, and its columns keep what they are given
+        self.execute(f"create table coarse (email varchar(60), seen {self.moment[:-3]}(0))")
+        self.ok("sql", "add", "coarse", "--source", "db", "--table", "coarse")
+        self.assertEqual(self.copy("theirs", "coarse", code=FINDINGS), (3, 1, 0, 0, 2))
+        self.assertEqual([reason for _, reason in self.rejected("group theirs")],
+                         [f'seen: "{moment}" has a fraction of a second, which the column does not '
+                          "keep" for moment in expected[:2]])
+        # What is finer is rounded, and said to be.
+        self.execute("update fine set seen = '2024-02-29 13:45:10.123456' where email like 'p0%'")
+        for run in (self.ok("copy", "theirs", "others", "--on-duplicate", "update"),
+                    self.ok("copy", "theirs", "back")):
+            self.assertIn("note: moments of seen were rounded to milliseconds\n", run.err)
+        self.assertEqual(self.ok("show", "others", "--json").json[0]["seen"], expected[0])
+        self.verify("back")
+
+    def test_a_table_is_not_copied_onto_itself(self):
+        for name, columns in (("plain", "x integer, y varchar(5)"), ("people", "email varchar(60)")):
+            self.drop_later(name)
+            self.execute(f"create table {name} ({columns})")
+            self.ok("sql", "add", name, "--source", "db", "--table", name)
+            self.ok("sql", "add", name + " some", "--source", "db", "--table", name, "--where",
+                    columns.split()[0] + " is not null")
+        self.execute("insert into plain values (1, 'a'), (2, 'b')")
+        self.write("q.sql", "select * from plain where x > 0")
+        self.ok("sql", "add", "query", "--source", "db", "--sql", "q.sql")
+        for group, target in (("plain", "plain some"), ("plain some", "plain"),
+                              ("people", "people some"), ("query", "plain")):
+            self.assertIn("cannot be copied onto itself", self.fails(USAGE, "copy", group, target))
+        self.assertIn("cannot be copied onto itself", self.fails(
+            USAGE, "copy", "plain", "new", "--source", "db", "--table", "plain"))
+        self.assertEqual(self.count("plain"), 2)
+        # Into another table, also one with a longer name.
+        self.drop_later("plain2")
+        self.execute("create table plain2 (x integer, y varchar(5))")
+        self.assertEqual(self.copy("plain", "other", "--source", "db", "--table", "plain2"),
+                         (2, 2, 0, 0, 0))
+
+    def test_an_address_book_moves_into_a_database(self):
+        self.write("friends.ldif", "dn: cn=Anna,mail=anna@example.org\nobjectclass: person\n"
+                   "cn: Anna Müller\nmail: anna@example.org\n\n"
+                   "dn: cn=Bert,mail=bert@example.org\nobjectclass: person\n"
+                   "cn: Bert\nmail: bert@example.org\n")
+        self.ok("book", "add", "Friends", "--format", "LDIF", "--location",
+                self.folder / "friends.ldif")
+        self.drop_later("friends")
+        self.assertEqual(self.copy("Friends", "theirs", "--source", "db", "--table", "friends"),
+                         (2, 2, 0, 0, 0))
+        book = {r["Email"]: r for r in self.rows("Friends")}
+        rows = {r["Email"]: r for r in self.ok("show", "theirs", "--json").json}
+        self.assertEqual(set(rows), {"anna@example.org", "bert@example.org"})
+        for mail, row in rows.items():
+            self.assertEqual({k: v or None for k, v in row.items()},
+                             {k: v or None for k, v in book[mail].items()})
+        self.assertEqual(self.copy("Friends", "theirs"), (2, 0, 0, 2, 0))
+
     def test_names_with_blanks_and_quotes(self):
         self.native()
         table = 'our "people" of `old`'
@@ -259,6 +329,22 @@ class CopyCases:
 
 
 class ServerCases(CopyCases):
+    def test_between_two_databases(self):
+        self.native()
+        self.drop_later("people")
+        self.into("people")
+        self.ok("source", "add", "file", f"Driver=SQLite3;Database={self.folder}/shop.db")
+        self.assertEqual(self.copy("theirs", "in file", "--source", "file", "--table", "people"),
+                         (4, 4, 0, 0, 0))
+        self.drop_later("again")
+        self.assertEqual(self.copy("in file", "again", "--source", "db", "--table", "again"),
+                         (4, 4, 0, 0, 0))
+        def by_mail(group):
+            return sorted((self.comparable(r) for r in self.ok("show", group, "--json").json),
+                          key=lambda r: r["email"])
+        self.assertEqual(by_mail("again"), by_mail("theirs"))
+        self.assertEqual(self.copy("again", "in file"), (4, 0, 0, 4, 0))
+
     def copy_over_a_cut_connection(self, reconnect):
         self.many(12_000)
         self.drop_later("people")
@@ -289,6 +375,7 @@ class ServerCases(CopyCases):
 
 
 class SqliteTest(CopyCases, databases.Sqlite):
+    moment = "timestamp"
     length, bytes, identity = "length", "blob", "integer primary key autoincrement"
     keeps_any_decimals = True
 
@@ -298,6 +385,7 @@ class SqliteTest(CopyCases, databases.Sqlite):
 
 
 class PostgresqlTest(ServerCases, databases.Postgresql):
+    moment = "timestamp(6)"
     length, bytes, identity = "char_length", "bytea", "serial primary key"
 
     @staticmethod
@@ -315,6 +403,7 @@ class PostgresqlTest(ServerCases, databases.Postgresql):
 
 
 class MariadbTest(ServerCases, databases.Mariadb):
+    moment = "datetime(6)"
     length, bytes, identity = "char_length", "longblob", "integer auto_increment primary key"
 
     @staticmethod

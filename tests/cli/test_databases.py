@@ -286,10 +286,40 @@ class DatabaseCases:
 
 
 class ServerCases(DatabaseCases):
-    def test_a_connection_cut_in_the_middle_of_a_walk(self):
-        for start in range(0, 20_000, 2000):
+    def add_people(self, count):
+        for start in range(0, count, 2000):
             self.execute("insert into people (email, age) values " + ", ".join(
                 f"('p{i:05}@example.org', {i})" for i in range(start, start + 2000)))
+
+    def show_through(self, proxy):
+        """Shows the table over a connection of the proxy."""
+        self.write("connection", proxy.connection)
+        name = f"cut {proxy.connection.split('Port=')[1].split(';')[0]}"
+        self.ok("source", "add", name, "--connection-file", "connection", "--no-check")
+        self.ok("sql", "add", name, "--source", name, "--table", "people", "--no-check")
+        return self.run_any("show", name, "--csv", "--fields", "email,age")
+
+    def test_a_connection_cut_at_any_moment(self):
+        self.add_people(4000)
+        proxy = databases.Proxy(self, cut_after=1 << 40)
+        whole = self.show_through(proxy)
+        self.assertEqual((whole.code, len(whole.lines)), (DONE, 4005))
+        answers = max(proxy.requests, key=lambda requests: requests[-1])
+        pages = [(first, last) for first, last in zip(answers, answers[1:]) if last - first > 20_000]
+        self.assertGreaterEqual(len(pages), 3, answers)
+        moments = [1, answers[1] + 1]
+        for first, last in (pages[0], pages[2]):
+            moments += [first, first + 1, first + 5000, (first + last) // 2, last - 1, last]
+        for moment in moments:
+            proxy = databases.Proxy(self, cut_after=moment, from_client=False, at_once=True)
+            run = self.show_through(proxy)
+            self.assertTrue(proxy.was_cut, moment)
+            self.assertEqual(run.code, UNAVAILABLE, (moment, run.err))
+            self.assertRegex(run.err, r"\Apvgroup: [^\n]+\n\Z")
+            self.assertLess(len(run.lines), 4005)
+
+    def test_a_connection_cut_in_the_middle_of_a_walk(self):
+        self.add_people(20_000)
         proxy = databases.Proxy(self, cut_after=300_000, from_client=False)
         self.write("connection", proxy.connection)
         self.ok("source", "add", "cut", "--connection-file", "connection")
@@ -297,18 +327,23 @@ class ServerCases(DatabaseCases):
         self.fails(UNAVAILABLE, "export", "all", "out.csv")
         self.assertTrue(proxy.was_cut)
         self.assertFalse((self.folder / "out.csv").exists(), "part of a group is no group")
-        proxy = databases.Proxy(self, cut_after=300_000, from_client=False)
-        self.write("connection", proxy.connection)
-        self.ok("source", "add", "cut again", "--connection-file", "connection")
-        self.ok("sql", "add", "again", "--source", "cut again", "--table", "people", "--no-check")
-        run = self.run_any("show", "again", "--csv", "--fields", "email")
-        self.assertEqual(run.code, UNAVAILABLE)
-        self.assertRegex(run.err, r"\Apvgroup: [^\n]+\n\Z")
-        self.assertTrue(proxy.was_cut)
-        self.assertLess(len(run.lines), 20_001)
 
 
 class SqliteTest(DatabaseCases, databases.Sqlite):
+    def test_a_file_that_is_cut_in_the_middle_of_a_walk(self):
+        self.execute("insert into people (email, note) with recursive n(i) as (select 1 union all "
+                     "select i + 1 from n where i < 60000) "
+                     "select 'p' || i || '@example.org', hex(zeroblob(60)) from n")
+        self.add("all")
+        process = self.start("show", "all", "--csv")
+        process.stdout.readline()  # it waits for its reader now
+        with open(self.folder / "shop.db", "r+b") as file:
+            file.truncate(1 << 20)
+        out, err = process.communicate()
+        self.assertEqual(process.returncode, UNAVAILABLE, err)
+        self.assertRegex(err.decode(), r"\Apvgroup: [^\n]+\n\Z")
+        self.assertLess(out.count(b"\n"), 60_004)
+
     failing = "case when age = 17 then abs(-9223372036854775807 - 1) end"
 
 

@@ -4,7 +4,7 @@ import os
 import unittest
 
 import harness
-from harness import FINDINGS, LOCKED, UNAVAILABLE, USAGE
+from harness import DONE, FINDINGS, LOCKED, UNAVAILABLE, USAGE
 
 NOWHERE = "Driver={No such driver};Server=nowhere"
 
@@ -88,6 +88,20 @@ class SourcesTest(harness.CliTest):
                    "no-file")
         self.fails(USAGE, "source", "add", "s", NOWHERE, "--no-check", "--password-from", "prompt")
         self.assertEqual(self.ok("source", "list", "--json").json, [])
+
+    def test_a_password_is_asked_for_on_a_terminal(self):
+        add = ("source", "add", "s", NOWHERE, "--password-from", "prompt")
+        code, seen = self.ask(b"Password: ", b"geheim4\n", *add)
+        self.assertEqual(code, UNAVAILABLE, seen)  # it was tried: there is no such driver
+        self.assertNotIn("geheim", seen)
+        self.assertEqual(self.ok("source", "list", "--json").json, [])
+        code, seen = self.ask(b"Password: ", b"ge}heim 5\n", *add, "--no-check")
+        self.assertEqual(code, DONE, seen)
+        self.assertTrue(seen.startswith("Password: "), seen)
+        self.assertNotIn("heim", seen)
+        self.assertIn("PWD=***", self.ok("source", "show", "s").out)
+        stored = b"".join(path.read_bytes() for path in self.data.iterdir())
+        self.assertIn(b"PWD={ge}}heim 5}", stored)
 
     def test_files_of_sources_are_private(self):
         self.add("Shop")

@@ -41,6 +41,10 @@ class GroupCursor {
   // Whether the current row is marked deleted, where rows can be.
   virtual bool deleted() const { return false; }
 
+  // The names of fields with moments that were read and are finer than the millisecond to which
+  // they were rounded.
+  virtual std::vector<std::string> rounded() const { return {}; }
+
   // Goes to a row with this address, letter case ignored; false when there is none. Not to be
   // mixed with Next.
   virtual bool FindAddress(std::string_view address);

@@ -38,8 +38,15 @@ void SetReal(Number number, Cell* cell) {
             {text.data(), static_cast<std::size_t>(end - text.data())});
 }
 
+// Whether a moment is finer than a millisecond, and not for what a double of days lacks in
+// exactness.
+bool IsFiner(automation::Date date) {
+  const double millis = std::fabs(date.days - std::trunc(date.days)) * kMillisecondsPerDay;
+  return std::fabs(millis - std::round(millis)) > 0.0005 + std::fabs(date.days) * 2e-8;
+}
+
 void SetMoment(automation::Date date, std::int32_t ado_type, Cell* cell) {
-  // To milliseconds: what is finer than that is the noise of the fraction.
+  // To milliseconds, as a table of ours keeps them.
   const double whole = std::floor(date.days);
   std::int64_t day = static_cast<std::int64_t>(whole);
   double part = date.days - whole;
@@ -204,6 +211,7 @@ RecordsetCursor::RecordsetCursor(const Ref<Object>& recordset)
                        IsBytesType(types_.back())});
     sources_.push_back({field, automation::GetIdOfName(field, "Value")});
   }
+  rounded_.resize(fields_.size());
 }
 
 std::string RecordsetCursor::address_field() const {
@@ -225,7 +233,19 @@ bool RecordsetCursor::Next() {
 }
 
 void RecordsetCursor::Read(std::size_t field, Cell* cell) {
-  SetCell(Reach(sources_[field].field, sources_[field].value_id), types_[field], cell);
+  const Value value = Reach(sources_[field].field, sources_[field].value_id);
+  if (value.type() == ValueType::kDate && !rounded_[field]) {
+    rounded_[field] = IsFiner(value.ToDate());
+  }
+  SetCell(value, types_[field], cell);
+}
+
+std::vector<std::string> RecordsetCursor::rounded() const {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < rounded_.size(); ++i) {
+    if (rounded_[i]) names.push_back(fields_[i].name);
+  }
+  return names;
 }
 
 }  // namespace pv::cli

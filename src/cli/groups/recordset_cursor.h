@@ -30,6 +30,7 @@ class RecordsetCursor : public GroupCursor {
   std::string address_field() const override;
   bool Next() override;
   void Read(std::size_t field, Cell* cell) override;
+  std::vector<std::string> rounded() const override;
 
   // The ADO type of a field.
   std::int32_t type_of(std::size_t field) const { return types_[field]; }
@@ -46,6 +47,7 @@ class RecordsetCursor : public GroupCursor {
   std::int32_t move_next_id_;
   std::vector<Source> sources_;
   std::vector<std::int32_t> types_;
+  std::vector<bool> rounded_;
   std::vector<CursorField> fields_;
   bool started_ = false;
 };

@@ -39,6 +39,7 @@ class GuardedCursor : public GroupCursor {
   void Read(std::size_t field, Cell* cell) override {
     Guarded([&] { cursor_.Read(field, cell); });
   }
+  std::vector<std::string> rounded() const override { return cursor_.rounded(); }
 
  private:
   template <typename Work>

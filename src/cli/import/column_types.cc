@@ -287,8 +287,26 @@ class Writer {
     if (column_.type == 133 && *days != std::trunc(*days)) {
       return Refuse("has a time of day, which the column does not keep");
     }
+    if (column_.type == 135 && !KeepsFraction(*days)) {
+      return Refuse("has a fraction of a second, which the column does not keep");
+    }
     *value_ = Value(automation::Date{*days});
     return true;
+  }
+
+  // Moments have milliseconds at most; these databases' drivers tell how many digits a column has.
+  bool KeepsFraction(double days) const {
+    if (column_.database != DatabaseKind::kPostgreSql &&
+        column_.database != DatabaseKind::kMariaDb) {
+      return true;
+    }
+    const auto millis =
+        static_cast<std::int64_t>(std::round(std::fabs(days - std::trunc(days)) * 86'400'000));
+    const int step = column_.scale <= 0   ? 1000
+                     : column_.scale == 1 ? 100
+                     : column_.scale == 2 ? 10
+                                          : 1;
+    return millis % step == 0;
   }
 
   bool Bytes() {

@@ -22,7 +22,7 @@ std::string ColumnType(DatabaseKind database, const CursorField& field, bool ind
 struct TargetColumn {
   std::string name;
   std::int32_t type = 0;   // ADO's
-  std::int32_t scale = 0;  // decimals of exact numbers
+  std::int32_t scale = 0;  // decimals of exact numbers, and of seconds
   DatabaseKind database = DatabaseKind::kOther;
 };
 

@@ -105,6 +105,15 @@ TEST(ColumnTypes, Moments) {
   std::string reason;
   ASSERT_TRUE(ValueForColumn(Text("2024-02-29T13:45:10.125"), {"c", 135, 0, {}}, &value, &reason));
   EXPECT_NEAR(value.ToDate().days, 45351 + 49510.125 / 86400, 1e-9);
+  for (const auto database : {DatabaseKind::kPostgreSql, DatabaseKind::kMariaDb}) {
+    EXPECT_EQ(
+        Taken(135, Text("2024-02-29T13:45:10.125"), 2, database),
+        "c: \"2024-02-29T13:45:10.125\" has a fraction of a second, which the column does not "
+        "keep");
+    EXPECT_EQ(Taken(135, Text("1824-02-29T13:45:10.12"), 2, database).substr(0, 2), "7 ");
+    EXPECT_EQ(Taken(135, Text("2024-02-29T13:45:10.125"), 6, database).substr(0, 2), "7 ");
+    EXPECT_EQ(Taken(135, Text("2024-02-29T13:45:10"), 0, database), "7 2024-02-29 13:45:10");
+  }
 }
 
 TEST(ColumnTypes, BooleansBytesAndTexts) {

@@ -1,5 +1,6 @@
 // The verb copy: the recipients of one group into another, of whatever kinds. Tested by tests/cli.
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <optional>
 
@@ -32,6 +33,12 @@ struct CopyArguments {
   ImportOptions options;
 };
 
+void TellRounded(const GroupCursor& cursor) {
+  for (const std::string& name : cursor.rounded()) {
+    Tell("note: moments of " + name + " were rounded to milliseconds");
+  }
+}
+
 // Into a table of ours: the rows are kept in a private file and imported from there, so that a copy
 // is planned, checked and accounted for as an import is.
 class CopyIntoTable {
@@ -54,6 +61,7 @@ class CopyIntoTable {
     const auto out = OutputStream::Into(options_.spool->file());
     PrintRecords(cursor_, walk, out.get());
     out->Finish();
+    TellRounded(*cursor_);
     PlanFields();
     return RunImport(options_);
   }
@@ -184,6 +192,49 @@ bool IsFileDatabase(const std::string& connection) {
   return ToLower(connection).find("sqlite") != std::string::npos;
 }
 
+// A table's name in the form in which two of them can be compared.
+std::string ComparableName(const WrittenTable& table, const DatabaseTarget& target) {
+  std::string name = table.name;
+  // What is not quoted may be written in any letter case, but for MariaDB; SQLite never minds.
+  const bool keeps_case =
+      table.left.empty() ? target.dialect.left == "`" : !IsFileDatabase(target.secrets);
+  if (!keeps_case) name = ToLower(name);
+  for (const std::string_view schema : {"public.", "main."}) {
+    if (name.compare(0, schema.size(), schema) == 0) return name.substr(schema.size());
+  }
+  return name;
+}
+
+bool HasWord(const std::string& text, const std::string& word) {
+  const auto is_word = [&](std::size_t at) {
+    return at < text.size() && (std::isalnum(static_cast<unsigned char>(text[at])) != 0 ||
+                                text[at] == '_' || static_cast<unsigned char>(text[at]) >= 0x80);
+  };
+  for (std::size_t at = 0; (at = text.find(word, at)) != text.npos; ++at) {
+    if (!is_word(at - 1) && !is_word(at + word.size())) return true;
+  }
+  return false;
+}
+
+// Whether a group reads the table that is to be filled. Its rows would be copied until the disk is
+// full where a walk meets what was added to its table.
+bool ReadsTable(const SqlGroup& from, const DatabaseTarget& target) {
+  if (from.connection_text() != target.secrets) return false;
+  const ado::CADOGroupProperties& definition = *from.properties();
+  for (const WrittenTable& way : target.tables) {
+    const std::string name = ComparableName(way, target);
+    if (definition.GetFilterMethod() == 0) {
+      const WrittenTable read = {definition.GetTable(), definition.GetLeftBrace(),
+                                 definition.GetRightBrace()};
+      if (ComparableName(read, target) == name) return true;
+    } else if (target.address_field.empty() &&
+               HasWord(ToLower(definition.GetSql()), ToLower(name))) {
+      return true;  // with addresses nothing would be added twice
+    }
+  }
+  return false;
+}
+
 void PrintAccount(const CommonOptions& common, const ImportCounts& counts,
                   const CopyRejects& rejects) {
   const auto n = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
@@ -282,6 +333,10 @@ ExitCode CopyIntoDatabase(const CommonOptions& common, const GroupEntry& from, O
     throw Failure(kUsage, "the database cannot be asked for a table \"" + to.table + "\"");
   }
   target.address_field = mapped.address_field;
+  if (opened->sql() != nullptr && ReadsTable(*opened->sql(), target)) {
+    throw Failure(kUsage, "group \"" + from.name + "\" reads table " + to.table +
+                              ": it cannot be copied onto itself");
+  }
   target.on_duplicate = arguments.options.on_duplicate;
   const std::unique_ptr<RowSink> sink = MakeDatabaseSink(target);
   std::string stem = "group " + from.name;
@@ -318,6 +373,7 @@ ExitCode CopyIntoDatabase(const CommonOptions& common, const GroupEntry& from, O
   } catch (const Failure& f) {
     if (!failure) failure = f;
   }
+  TellRounded(*cursor);
   const ImportCounts& counts = sink->counts();
   PrintAccount(common, counts, rejects);
   if (catalogue != nullptr && (!failure || counts.added > 0)) {

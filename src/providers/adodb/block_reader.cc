@@ -57,8 +57,10 @@ std::size_t BoundOf(const Column& column, Dialect dialect) {
 }  // namespace
 
 Result<std::unique_ptr<BlockReader>> BlockReader::Make(Statement statement,
-                                                       const std::vector<Column>* columns) {
+                                                       const std::vector<Column>* columns,
+                                                       std::unique_ptr<ServerCursor> cursor) {
   std::unique_ptr<BlockReader> reader(new BlockReader(std::move(statement), columns));
+  reader->cursor_ = std::move(cursor);
   reader->Arrange();
   PV_RETURN_IF_ERROR(reader->Bind());
   return reader;
@@ -90,6 +92,7 @@ BlockReader::~BlockReader() {
 }
 
 Status BlockReader::OpenPage() {
+  if (cursor_) return cursor_->OpenPage(&statement_);
   const std::shared_ptr<Session> session = statement_.session();
   PV_ASSIGN_OR_RETURN(statement_, Statement::Make(session));
   PV_RETURN_IF_ERROR(statement_.ExecuteDirect("SELECT * FROM " + page_table_ + " WHERE " +
@@ -207,12 +210,13 @@ Status BlockReader::Fetch() {
     for (Buffer& buffer : buffers_) std::fill(buffer.sizes.begin(), buffer.sizes.end(), 0);
   }
   SQLRETURN code = ::SQLFetchScroll(statement_.handle(), SQL_FETCH_NEXT, 0);
-  if (code == SQL_NO_DATA && is_paged()) {
+  if (code == SQL_NO_DATA && has_pages()) {
     PV_RETURN_IF_ERROR(OpenPage());
     code = ::SQLFetchScroll(statement_.handle(), SQL_FETCH_NEXT, 0);
   }
   if (code == SQL_NO_DATA) {
     at_end_ = true;
+    cursor_.reset();
     return Status::Ok();
   }
   // Drivers that fetch one row need not say so.

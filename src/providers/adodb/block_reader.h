@@ -11,6 +11,7 @@
 
 #include "base/status.h"
 #include "providers/adodb/columns.h"
+#include "providers/adodb/server_cursor.h"
 #include "providers/adodb/session.h"
 #include "pvgroupman/automation/value.h"
 
@@ -30,9 +31,10 @@ class BlockReader {
   static constexpr std::size_t kMostBytes = std::size_t{1} << 20;
   static constexpr std::size_t kShortBytes = 1024;
 
-  // Takes over a statement that was executed and gives rows.
+  // Takes over a statement that was executed and gives rows; of a cursor, those of its first page.
   static Result<std::unique_ptr<BlockReader>> Make(Statement statement,
-                                                   const std::vector<Column>* columns);
+                                                   const std::vector<Column>* columns,
+                                                   std::unique_ptr<ServerCursor> cursor = nullptr);
 
   // For drivers that read whole results, however they are asked (MariaDB's): keeps the result of a
   // query in a temporary table of the server, from which it is read page by page. Fails when such
@@ -72,6 +74,7 @@ class BlockReader {
   void Arrange();
   Status Bind();
   Status BindColumn(std::size_t column);
+  bool has_pages() const { return is_paged() || cursor_ != nullptr; }
   Status OpenPage();
   // The number of a column in the driver's result.
   SQLUSMALLINT NumberOf(std::size_t column) const {
@@ -99,6 +102,7 @@ class BlockReader {
   bool bind_more_ = false;  // some column is to be bound before the next block
   Status failure_;
   Status row_failure_;
+  std::unique_ptr<ServerCursor> cursor_;
 
   // Of a result in a temporary table, whose first column numbers its rows.
   std::string page_table_;

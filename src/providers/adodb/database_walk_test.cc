@@ -95,5 +95,96 @@ TEST_P(WalkTest, AConnectionThatBreaksIsAnErrorAtThatRow) {
   EXPECT_EQ(One("select count(*) from broken").ToI4(), 50'000);
 }
 
+TEST_P(WalkTest, ARowThatCannotBeComputedIsAnErrorAtThatRow) {
+  if (Is(Database::kMariaDb)) GTEST_SKIP() << "there such a value is null";
+  CreateNumbers("computed", 5'000);
+  // In the middle of a page, and of what was sent of it before the error was known.
+  const auto rows =
+      Opened(By("select id, case id when 3700 then abs(-9223372036854775807 - 1) end from computed",
+                "select id, 1 / (id - 3700) from computed", ""));
+  int seen = 0;
+  Error error(0, "", "");
+  while (error.number() == 0 && !rows->GetEof()) {
+    ++seen;
+    ASSERT_EQ(At(rows, "id").ToI4(), seen);
+    error = ErrorFrom([&] { rows->MoveNext(); });
+  }
+  EXPECT_NE(error.number(), 0) << "a walk that broke ended as if it were whole";
+  EXPECT_GE(seen, 2'000);
+  EXPECT_LT(seen, 3'700);
+  rows->Close();
+  EXPECT_EQ(One("select count(*) from computed").ToI4(), 5'000) << "the connection is as good";
+}
+
+TEST_P(WalkTest, GoesOnWhateverElseIsDoneOnTheConnection) {
+  CreateNumbers("walked", 5'000);
+  const auto other = Connected();
+  const auto name_of = [&](const Ref<Connection>& connection, int id) {
+    std::optional<Value> none;
+    const auto row = connection->Execute("select name from walked where id = " + std::to_string(id),
+                                         none, kCommandText);
+    return At(row, "name").ToText();
+  };
+  const auto first = Opened("select * from walked order by id");
+  const auto second = Opened("select id, name from walked order by id desc");
+  int seen = 0;
+  for (; !first->GetEof(); first->MoveNext(), second->MoveNext()) {
+    ++seen;
+    ASSERT_EQ(At(first, "id").ToI4(), seen);
+    ASSERT_EQ(At(second, "id").ToI4(), 5'001 - seen);
+    switch (seen) {
+      case 1'100:
+        Run("update walked set name = 'new' where id = 1");
+        EXPECT_EQ(name_of(other, 1), "new") << "it is written at once";
+        break;
+      case 1'200:
+        connection_->BeginTrans();
+        Run("update walked set name = 'other' where id = 2");
+        connection_->RollbackTrans();
+        break;
+      case 1'300:
+        EXPECT_NE(ErrorFrom([&] { Run("select nothing from nowhere"); }).number(), 0);
+        break;
+      case 1'400:
+        connection_->BeginTrans();
+        Run("update walked set name = 'third' where id = 3");
+        break;
+      case 2'600:
+        connection_->CommitTrans();
+        break;
+      default:
+        break;
+    }
+  }
+  EXPECT_EQ(seen, 5'000);
+  EXPECT_TRUE(second->GetEof());
+  EXPECT_EQ(name_of(other, 2), "name 2");
+  EXPECT_EQ(name_of(other, 3), "third");
+}
+
+TEST_P(WalkTest, LeavesNoTransactionOpen) {
+  if (!Is(Database::kPostgreSql)) GTEST_SKIP() << "PostgreSQL alone has cursors in transactions";
+  CreateNumbers("walked", 3'000);
+  const auto other = Connected();
+  const std::string own = One("select pg_backend_pid()").ToText();
+  const auto state = [&] {
+    std::optional<Value> none;
+    return At(other->Execute("select state from pg_stat_activity where pid = " + own, none,
+                             kCommandText),
+              "state")
+        .ToText();
+  };
+  const auto rows = Opened("select * from walked");
+  EXPECT_EQ(state(), "idle in transaction");
+  while (!rows->GetEof()) rows->MoveNext();
+  EXPECT_EQ(state(), "idle") << "at the end";
+  rows->Requery({});
+  EXPECT_EQ(state(), "idle in transaction");
+  rows->Close();
+  EXPECT_EQ(state(), "idle") << "given up";
+  EXPECT_NE(ErrorFrom([&] { Opened("select * from no_such_table"); }).number(), 0);
+  EXPECT_EQ(state(), "idle") << "never begun";
+}
+
 }  // namespace
 }  // namespace pv::adodb

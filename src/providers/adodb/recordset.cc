@@ -198,7 +198,13 @@ Result<std::unique_ptr<BlockReader>> Recordset::Execute(bool describe) {
     if (paged.ok()) return paged;
     PV_ASSIGN_OR_RETURN(statement, Statement::Make(session_));
   }
-  PV_RETURN_IF_ERROR(statement.ExecuteDirect(sql_));
+  std::unique_ptr<ServerCursor> cursor;
+  if (session_->dialect() == Dialect::kPostgreSql && MayGiveManyRows(sql_)) {
+    // What is no query is executed, and so is what is none at all, to hear what is wrong with it.
+    Result<std::unique_ptr<ServerCursor>> made = ServerCursor::Open(session_, sql_);
+    if (made.ok()) cursor = std::move(*made);
+  }
+  PV_RETURN_IF_ERROR(cursor ? cursor->OpenPage(&statement) : statement.ExecuteDirect(sql_));
   PV_ASSIGN_OR_RETURN(const int columns, statement.ColumnCount());
   if (columns == 0) {
     PV_ASSIGN_OR_RETURN(count_, statement.RowCount());
@@ -209,7 +215,7 @@ Result<std::unique_ptr<BlockReader>> Recordset::Execute(bool describe) {
   } else if (static_cast<std::size_t>(columns) != columns_.size()) {
     return Status(StatusCode::kInvalid, "the result has other columns than before", kErrDatabase);
   }
-  return BlockReader::Make(std::move(statement), &columns_);
+  return BlockReader::Make(std::move(statement), &columns_, std::move(cursor));
 }
 
 void Recordset::Start(const char* source) {

@@ -98,13 +98,13 @@ std::string Ended(std::string_view sql, const Session& session) {
   return text;
 }
 
-// Adds what keeps a driver from reading whole results, and from showing booleans as text.
+// Adds what makes drivers behave: reading row by row, booleans that are no text.
 ConnectionString WithDriverOptions(ConnectionString settings, Dialect dialect) {
   if (dialect == Dialect::kSqlite) {
     settings.SetDefault("StepAPI", "1");
   } else if (dialect == Dialect::kPostgreSql) {
-    settings.SetDefault("UseDeclareFetch", "1");
-    settings.SetDefault("Fetch", std::to_string(Session::kServerRows));
+    // Its own cursors are not to be trusted (see server_cursor.h).
+    settings.SetDefault("UseDeclareFetch", "0");
     settings.SetDefault("BoolsAsChar", "0");
   } else if (dialect == Dialect::kMariaDb) {
     // Rows that a change found count, also those that had the new values already.
@@ -172,6 +172,7 @@ void Session::Disconnect() {
   if (connection_ == SQL_NULL_HDBC) return;
   if (in_transaction_) ::SQLEndTran(SQL_HANDLE_DBC, connection_, SQL_ROLLBACK);
   in_transaction_ = false;
+  walk_ = nullptr;
   ::SQLDisconnect(connection_);
   ::SQLFreeHandle(SQL_HANDLE_DBC, connection_);
   connection_ = SQL_NULL_HDBC;
@@ -198,7 +199,25 @@ Status Session::Run(const char* sql) {
   return status;
 }
 
+Status Session::BeginWalk(const void* walk) {
+  if (in_transaction_) return Status::Ok();
+  SettleWalk();
+  PV_RETURN_IF_ERROR(Run("BEGIN"));
+  walk_ = walk;
+  return Status::Ok();
+}
+
+void Session::EndWalk(const void* walk) {
+  if (walk_ == walk) SettleWalk();
+}
+
+void Session::SettleWalk() {
+  // Where the rest of a walk cannot be had its next page is an error.
+  if (std::exchange(walk_, nullptr) != nullptr) (void)Run("COMMIT").ok();
+}
+
 Status Session::Begin() {
+  SettleWalk();
   if (dialect_ == Dialect::kSqlite) {
     PV_RETURN_IF_ERROR(Run("BEGIN"));
     in_transaction_ = true;
@@ -305,9 +324,17 @@ Status Statement::Prepare(std::string_view sql) {
   return Check(::SQLPrepareW(handle_, text.data(), text.size()));
 }
 
-Status Statement::Execute() { return Check(::SQLExecute(handle_)); }
+Status Statement::Execute() {
+  session_->SettleWalk();
+  return Check(::SQLExecute(handle_));
+}
 
 Status Statement::ExecuteDirect(std::string_view sql) {
+  session_->SettleWalk();
+  return ExecuteInWalk(sql);
+}
+
+Status Statement::ExecuteInWalk(std::string_view sql) {
   WideText text(Ended(sql, *session_));
   return Check(::SQLExecDirectW(handle_, text.data(), text.size()));
 }

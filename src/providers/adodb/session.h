@@ -42,7 +42,7 @@ class SessionUser {
 // `diagnostics`.
 class Session {
  public:
-  // How many rows PostgreSQL's driver asks of its server at once.
+  // How many rows of a walk a server is asked for at once.
   static constexpr int kServerRows = 1000;
 
   // Connects. `timeout` is in seconds, 0 for the driver's own. What drivers need to be told so
@@ -60,6 +60,12 @@ class Session {
   Status Begin();
   Status End(bool commit);
   bool in_transaction() const { return in_transaction_; }
+
+  // A cursor of PostgreSQL's is made in a transaction. Where the host has none a walk begins its
+  // own, which ends with the walk, or before anything else is done on the connection.
+  Status BeginWalk(const void* walk);
+  void EndWalk(const void* walk);
+  void SettleWalk();
 
   Dialect dialect() const { return dialect_; }
   // True when the driver can give values of any row of a block again, in full.
@@ -88,8 +94,8 @@ class Session {
   Session() = default;
   Status Open(const ConnectionString& settings, std::int32_t timeout);
   void Disconnect();
-  // SQLite's driver ends every walk of the connection, as if there were no more rows, when its own
-  // transactions end; those that statements begin and end leave walks alone.
+  // For what begins and ends transactions. SQLite's driver ends every walk of the connection, as if
+  // there were no more rows, when its own transactions end; those of statements leave walks alone.
   Status Run(const char* sql);
   std::string Info(SQLUSMALLINT what);
 
@@ -99,6 +105,7 @@ class Session {
   Dialect dialect_ = Dialect::kOther;
   std::string quote_ = "\"";
   bool in_transaction_ = false;
+  const void* walk_ = nullptr;  // whose transaction is open
   int temporary_names_ = 0;
   std::set<SessionUser*> users_;
 };
@@ -119,6 +126,8 @@ class Statement {
   // Executes what was prepared. `done` tells that no row matched, which ODBC reports apart.
   Status Execute();
   Status ExecuteDirect(std::string_view sql);
+  // The same for what a walk does, which leaves its transaction open.
+  Status ExecuteInWalk(std::string_view sql);
   Status SetAttribute(SQLINTEGER attribute, SQLPOINTER value);
   // A failure when `code` is one.
   Status Check(SQLRETURN code);

@@ -29,6 +29,10 @@ TEST(StatementText, StatementsAndNames) {
   EXPECT_TRUE(MayGiveManyRows("WITH a as (select 1) select * from a"));
   EXPECT_FALSE(MayGiveManyRows("show tables"));
   EXPECT_FALSE(MayGiveManyRows("select 1; select 2 from t"));
+  EXPECT_FALSE(MayGiveManyRows("select '' from t; drop table t"));
+  EXPECT_FALSE(MayGiveManyRows("select E'\\'' from t; drop table t --'"));
+  EXPECT_TRUE(MayGiveManyRows("select * from t where a = 'b''; drop table t; --'"));
+  EXPECT_TRUE(MayGiveManyRows("select \";\" from t"));
   EXPECT_FALSE(MayGiveManyRows("select  COUNT(*) from t"));
   EXPECT_FALSE(MayGiveManyRows("select last_insert_id()"));
 }
