@@ -214,7 +214,7 @@ class CopyCases:
         for run in (self.ok("copy", "theirs", "others", "--on-duplicate", "update"),
                     self.ok("copy", "theirs", "back")):
             self.assertIn("note: moments of seen were rounded to milliseconds\n", run.err)
-        self.assertEqual(self.ok("show", "others", "--json").json[0]["seen"], expected[0])
+        self.assertIn(expected[0], [r["seen"] for r in self.ok("show", "others", "--json").json])
         self.verify("back")
 
     def test_a_table_is_not_copied_onto_itself(self):

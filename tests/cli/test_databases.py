@@ -2,6 +2,7 @@
 """Groups on real databases: SQLite always, PostgreSQL and MariaDB where tools/databases runs them."""
 import json
 import re
+import sqlite3
 
 import databases
 import harness
@@ -331,18 +332,21 @@ class ServerCases(DatabaseCases):
 
 class SqliteTest(DatabaseCases, databases.Sqlite):
     def test_a_file_that_is_cut_in_the_middle_of_a_walk(self):
-        self.execute("insert into people (email, note) with recursive n(i) as (select 1 union all "
-                     "select i + 1 from n where i < 60000) "
-                     "select 'p' || i || '@example.org', hex(zeroblob(60)) from n")
-        self.add("all")
+        with sqlite3.connect(self.folder / "cut.db") as database:
+            database.execute("create table people as with recursive n(i) as (select 1 union all "
+                             "select i + 1 from n where i < 60000) "
+                             "select 'p' || i || '@example.org' as email, hex(zeroblob(60)) from n")
+        database.close()
+        self.ok("source", "add", "cut", f"Driver=SQLite3;Database={self.folder}/cut.db")
+        self.ok("sql", "add", "all", "--source", "cut", "--table", "people")
         process = self.start("show", "all", "--csv")
         process.stdout.readline()  # it waits for its reader now
-        with open(self.folder / "shop.db", "r+b") as file:
+        with open(self.folder / "cut.db", "r+b") as file:
             file.truncate(1 << 20)
         out, err = process.communicate()
         self.assertEqual(process.returncode, UNAVAILABLE, err)
         self.assertRegex(err.decode(), r"\Apvgroup: [^\n]+\n\Z")
-        self.assertLess(out.count(b"\n"), 60_004)
+        self.assertLess(out.count(b"\n"), 60_000)
 
     failing = "case when age = 17 then abs(-9223372036854775807 - 1) end"
 

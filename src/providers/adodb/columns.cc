@@ -115,6 +115,8 @@ Status Describe(Statement* statement, SQLUSMALLINT number, Column* column) {
                            column->kind == Kind::kDecimal;
   column->precision = number_kind ? static_cast<std::int16_t>(std::min<SQLULEN>(column->size, 255))
                                   : std::int16_t{255};
+  // That driver does not tell the decimals, without which the digits say nothing.
+  if (dialect == Dialect::kSqlite && column->kind == Kind::kDecimal) column->precision = 255;
   return Status::Ok();
 }
 
