@@ -1,6 +1,8 @@
 // Calls as hosts of every kind make them: by name and id, with named and by-reference arguments,
 // and what they are told when a call fails. The first argument is the folder for groups.
 #include "client.h"
+// After windows.h:
+#include <tuple>
 
 namespace {
 
@@ -95,6 +97,62 @@ void CheckByReference(IDispatch* rs) {
   V_VARIANTREF(&ring) = &ring;
   CHECK(Call(rs, L"Move", {ring}).code == Basic(13));
   V_VT(&ring) = VT_EMPTY;
+}
+
+// Typed variables of the other kinds, each for an argument that it suits.
+void CheckTypedVariables(IDispatch* groups) {
+  const auto led = [](VARTYPE type, void* to) { return Variant::ByReference(type, to); };
+  IDispatch* fields = Create(L"PVGroupMan.FieldDefs");
+  IDispatch* const values = Create(L"PVGroupMan.Fields");
+  IUnknown* indexes = Create(L"PVGroupMan.IndexDefs");
+  CHECK(fields != nullptr && values != nullptr && indexes != nullptr);
+  if (fields == nullptr || values == nullptr || indexes == nullptr) return;
+  short type = 0;
+  unsigned char small = 20;
+  long long none = 0;
+  VARIANT_BOOL yes = VARIANT_TRUE;
+  CHECK(
+      Call(fields, L"Add",
+           {L"Name", led(VT_I2, &type), led(VT_UI1, &small), led(VT_I8, &none), led(VT_BOOL, &yes)})
+          .result == S_OK);
+  float thirty = 30;
+  CY nothing{};
+  CHECK(
+      Call(fields, L"Add", {L"City", 0, led(VT_R4, &thirty), led(VT_CY, &nothing), false}).result ==
+      S_OK);
+  DECIMAL forty;
+  ::VarDecFromI4(40, &forty);
+  unsigned long zero = 0;
+  CHECK(Call(fields, L"Add", {L"Street", 0, led(VT_DECIMAL, &forty), led(VT_UI4, &zero), true})
+            .result == S_OK);
+  for (const auto& [name, length, nulls] :
+       {std::tuple{L"Name", 20, VARIANT_TRUE}, std::tuple{L"City", 30, VARIANT_FALSE},
+        std::tuple{L"Street", 40, VARIANT_TRUE}}) {
+    const Variant field = Call(fields, L"Item", {name}).value;
+    CHECK(field.object() != nullptr);
+    if (field.object() == nullptr) continue;
+    const Variant kept_length = Call(field.object(), L"Length").value;
+    CHECK(V_VT(&kept_length) == VT_I2 && V_I2(&kept_length) == length);
+    const Variant kept_nulls = Call(field.object(), L"NullsAllowed").value;
+    CHECK(V_VT(&kept_nulls) == VT_BOOL && V_BOOL(&kept_nulls) == nulls);
+  }
+  CHECK(Call(groups, L"CreateGroup",
+             {L"Typed", led(VT_DISPATCH, &fields), led(VT_UNKNOWN, &indexes), L""})
+            .value.text()
+            .size() == 32);
+  IDispatch* nobody = nullptr;
+  CHECK(Call(groups, L"CreateGroup",
+             {L"Typed", led(VT_DISPATCH, &nobody), led(VT_UNKNOWN, &indexes), L""})
+            .code == Basic(91));
+
+  double moment = 45351.5;
+  CHECK(Call(values, L"Add", {L"When", led(VT_DATE, &moment)}).result == S_OK);
+  const Variant when = Call(values, L"Item", {L"When"}).value;
+  const Variant kept = when.object() != nullptr ? Call(when.object(), L"Value").value : Variant();
+  CHECK(V_VT(&kept) == VT_DATE && V_DATE(&kept) == moment);
+  fields->Release();
+  indexes->Release();
+  values->Release();
 }
 
 // What callers of each kind are told.
@@ -307,6 +365,7 @@ int main() {
     CheckNames(database);
     CheckNamedArguments(database, folder);
     CheckByReference(rs.object());
+    CheckTypedVariables(groups);
     CheckErrors(groups);
     CheckIdentity(groups);
     CheckTypeInfo(groups);

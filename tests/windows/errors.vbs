@@ -144,6 +144,11 @@ rs.Update
 CheckTrue "is refused", Err.Number <> 0 And Err.Source = "Update"
 Err.Clear
 rs.CloseTable
+' One of a type that nobody knows is refused whole.
+db.OpenTable data_folder, "unknown.dbf"
+CheckTrue "unknown type", Err.Number < 0 And Err.Source = "OpenTable"
+CheckTrue "field and type are named", InStr(Err.Description, "NOTE has the unknown type") > 0
+Err.Clear
 
 ' A catalogue that is damaged.
 Dim fso

@@ -58,6 +58,21 @@ Sub CheckNone(what)
   Err.Clear
 End Sub
 
+' Scripts that run side by side tell each other how far they are, by files in the folder.
+Sub Tell(what)
+  CreateObject("Scripting.FileSystemObject").CreateTextFile(data_folder & "\" & what).Close
+End Sub
+
+Sub WaitFor(what)
+  Dim files, tries
+  Set files = CreateObject("Scripting.FileSystemObject")
+  For tries = 1 To 6000
+    If files.FileExists(data_folder & "\" & what) Then Exit Sub
+    WScript.Sleep 100
+  Next
+  Fail_ "waiting for " & what, "in vain"
+End Sub
+
 Sub Done()
   WScript.Echo "DONE " & checks_ & " checks, " & failures_ & " failures"
 End Sub

@@ -3,6 +3,8 @@
 Needs what `tools/build-windows --test` leaves in PV_WINDOWS_BUILD, and a runtime that
 tools/wine-runtime finds; ends with 77 where one of them is missing.
 """
+import contextlib
+import fcntl
 import json
 import os
 import pathlib
@@ -12,17 +14,16 @@ import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
+from runtime import NOT_HERE, ROOT, Runtime, is_x64, windows
+
 HERE = pathlib.Path(__file__).resolve().parent
-ROOT = HERE.parent.parent
-RUNTIME = ROOT / "tools" / "wine-runtime"
 BUILD = pathlib.Path(os.environ.get("PV_WINDOWS_BUILD", ROOT / "build" / "windows-x86"))
 DLL = BUILD / "src" / "server" / "com" / "pvgrpman.dll"
 PVGROUP = os.environ.get("PVGROUP", str(ROOT / "build" / "release" / "src" / "cli" / "pvgroup"))
 IDL = ROOT / "build" / "release" / "pvgrpman.idl"
-
-NOT_HERE = 77
 
 # What comes with every Windows.
 SYSTEM_LIBRARIES = {
@@ -30,12 +31,9 @@ SYSTEM_LIBRARIES = {
     "user32.dll",
 }
 
+X64 = DLL.exists() and is_x64(DLL)
+RUNTIME = Runtime(X64)
 folder = None  # of the whole run: the Windows installation and a folder for each test
-
-
-def windows(path):
-    """The path of a file of ours as Windows programs see it."""
-    return "Z:" + str(path).replace("/", "\\")
 
 
 def as_hex(text):
@@ -43,16 +41,12 @@ def as_hex(text):
     return ",".join(f"{byte:02x}" for byte in text.encode("utf-16-le"))
 
 
-def start(command, **options):
-    """Starts a shell command that may call wine."""
-    return subprocess.Popen([str(RUNTIME), "run", str(folder / "prefix"), str(folder), command],
-                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, **options)
+def start(command):
+    return RUNTIME.start(folder, command)
 
 
 def run(command):
-    process = start(command)
-    out, err = process.communicate()
-    return process.returncode, out.replace("\r\n", "\n"), err
+    return RUNTIME.run(folder, command)
 
 
 class WindowsTest(unittest.TestCase):
@@ -115,10 +109,15 @@ class WindowsTest(unittest.TestCase):
                         encoding="utf-16", newline="\r\n")
         return f"wine reg import '{windows(file)}' >/dev/null; "
 
+    def environment(self):
+        return dict(os.environ, PVGROUP_DATA=str(self.data), PVGROUP_CODEPAGE="1252")
+
+    def try_pvgroup(self, *arguments):
+        return subprocess.run([PVGROUP, *arguments], capture_output=True, text=True, check=False,
+                              env=self.environment())
+
     def pvgroup(self, *arguments):
-        environment = dict(os.environ, PVGROUP_DATA=str(self.data), PVGROUP_CODEPAGE="1252")
-        done = subprocess.run([PVGROUP, *arguments], capture_output=True, text=True,
-                              env=environment)
+        done = self.try_pvgroup(*arguments)
         self.assertEqual(done.returncode, 0, f"{arguments}: {done.stdout}{done.stderr}")
         return done.stdout
 
@@ -158,7 +157,10 @@ class Scripts(WindowsTest):
             offset += length
         table += b"\r" + bytes(263) + b" " + b"a@example.org".ljust(20) + b"0123456789\0\x1a"
         (self.data / "newer.dbf").write_bytes(table)
-        self.check_script("errors.vbs", 51)
+        # And one of a type that nobody knows.
+        (self.data / "unknown.dbf").write_bytes(
+            table.replace(b"NOTE".ljust(11, b"\0") + b"V", b"NOTE".ljust(11, b"\0") + b"K"))
+        self.check_script("errors.vbs", 53)
         log = (self.data / "component.log").read_text()
         self.assertRegex(log, r"(?m)^\*\* Logging Started .* Level : 1$")
         self.assertRegex(log, r"(?m)^OpenTable - Exit error -\d+ .")
@@ -233,6 +235,7 @@ class Scripts(WindowsTest):
             f"wine reg import '{windows(values)}' >/dev/null && " + self.script("registry.vbs"))[1:])
 
 
+@unittest.skipIf(X64, "release.py has those of 64 bits")
 class Examples(WindowsTest):
     """What the release folder has beside the component, as somebody new to it would use it."""
 
@@ -304,6 +307,66 @@ class Sharing(WindowsTest):
                          [str(rounds), str(self.ROUNDS)])
 
 
+class SideBySide(WindowsTest):
+    """Several programs that have the same groups open."""
+
+    EMAILS = ("a@example.org", "b@example.org", "c@example.org")
+
+    def make(self, *names):
+        """Groups with a recipient for each address; returns their IDs."""
+        for name in names:
+            self.pvgroup("create", name, "Email:text(40)", "City:text(10)")
+            for email in self.EMAILS:
+                self.pvgroup("add", name, f"email={email}")
+        groups = {group["name"]: group["id"] for group in json.loads(self.pvgroup("list", "--json"))}
+        return [groups[name] for name in names]
+
+    def check_together(self, scripts, least, meanwhile=lambda process: None):
+        """Runs scripts side by side, and expects of each at least so many checks, all good."""
+        # In one command: who is in another one is on a system of its own, with its own share modes.
+        process = start("".join(f"{command} >'{self.folder}/{name}.out' 2>&1 & "
+                                for name, command in scripts.items()) + "wait")
+        try:
+            meanwhile(process)
+        finally:
+            process.communicate()
+        for name in scripts:
+            out = (self.folder / f"{name}.out").read_bytes().decode("latin-1")
+            self.check_output(name, least, out.replace("\r\n", "\n"), "")
+
+    def emails(self, group):
+        rows = self.pvgroup("export", group, "-", "--format", "csv").splitlines()[1:]
+        return sorted(row.split(",")[0].strip('"') for row in rows)
+
+    def test_compacted_renamed_and_deleted_while_open(self):
+        drop, keep = self.make("a to drop", "b to keep")
+        self.check_together({"holder.vbs": self.script("holder.vbs", drop),
+                             "beside.vbs": self.script("beside.vbs", drop, keep)}, 7)
+        self.assertEqual(self.verify(), 1)
+        self.assertEqual(self.emails("Kept"),
+                         sorted(self.EMAILS[1:] + ("late@example.org",)))
+        self.assertEqual(list(self.data.glob(f"{drop}.[!d]*")), [])
+
+    def test_whoever_waits_for_a_lock_gives_up_with_50(self):
+        members = ("Update", "AddNew", "Delete", "MoveFirst", "SeekFirst")
+        group, = self.make("locked")
+        with contextlib.ExitStack() as files:
+            def lock(scripts):
+                while not all((self.data / f"{member}.ready").exists() for member in members):
+                    self.assertIsNone(scripts.poll(), "the scripts ended before they were ready")
+                    time.sleep(0.05)
+                for extension in (".pvg", ".cdx"):
+                    file = files.enter_context(open(self.data / (group + extension), "r+b"))
+                    # The addresses at which records, appends and the index are locked.
+                    fcntl.lockf(file, fcntl.LOCK_EX, 0x10000000, 0x70000000)
+                (self.data / "locked").touch()
+
+            self.check_together({member: self.script("locked.vbs", member) for member in members},
+                                2, lock)
+        self.assertEqual(self.verify(), 1)
+        self.assertEqual(self.emails("locked"), sorted(self.EMAILS))
+
+
 class Registration(WindowsTest):
     KEYS = (r"HKLM\Software\Classes", r"HKCU\Software\Classes")
 
@@ -345,7 +408,8 @@ class Registration(WindowsTest):
         for found, other in ((machine, 1), (user, 0)):
             text = found[1 - other]
             for wanted in (r"\\PVGroupMan\.Groups\\CLSID\]", '"ThreadingModel"="Apartment"',
-                           r"TypeLib\\\{[\w-]+\}\\4\.0\\0\\win32\]", '@="_Groups"'):
+                           rf"TypeLib\\\{{[\w-]+\}}\\4\.0\\0\\win{64 if X64 else 32}\]",
+                           '@="_Groups"'):
                 self.assertTrue(re.search(wanted, text, re.IGNORECASE), wanted)
             self.assertTrue(found[other] == none[other], "the other scope is touched")
         for what, left in (("machine", after), ("user", end)):
@@ -386,8 +450,9 @@ class Registration(WindowsTest):
 
 class Binary(unittest.TestCase):
     def test_needs_nothing_but_windows(self):
-        dump = subprocess.run(["i686-w64-mingw32-objdump", "-p", str(DLL)], capture_output=True,
-                              text=True, check=True).stdout
+        tool = ("x86_64" if X64 else "i686") + "-w64-mingw32-objdump"
+        dump = subprocess.run([tool, "-p", str(DLL)], capture_output=True, text=True,
+                              check=True).stdout
         needed = {name.lower() for name in re.findall(r"DLL Name: (\S+)", dump)}
         self.assertIn("kernel32.dll", needed)
         self.assertEqual(needed - SYSTEM_LIBRARIES, set())
@@ -401,10 +466,10 @@ def main():
     if not DLL.exists():
         print(f"Windows build unavailable: {DLL} is not there (tools/build-windows --test makes it)")
         return NOT_HERE
-    found = subprocess.run([str(RUNTIME), "check"], capture_output=True, text=True)
-    if found.returncode != 0:
-        print("Windows runtime unavailable:", found.stderr.strip())
-        return NOT_HERE if found.returncode == NOT_HERE else 1
+    missing = RUNTIME.missing()
+    if missing:
+        print(missing[0])
+        return missing[1]
     with tempfile.TemporaryDirectory(prefix="pv-windows-") as made:
         folder = pathlib.Path(made)
         shutil.copy(DLL, folder)

@@ -3,7 +3,7 @@ Dim groups, link, rs, round, tries
 Set groups = CreateObject("PVGroupMan.Groups")
 Check "one group", groups.Groups.Count, CLng(1)
 Set rs = groups.OpenGroup(groups.Groups(1).ID)
-CreateObject("Scripting.FileSystemObject").CreateTextFile(data_folder & "\begun").Close
+Tell "begun"
 
 For round = 1 To CLng(WScript.Arguments(1))
   rs.AddNew

@@ -10,17 +10,14 @@ import os
 import pathlib
 import re
 import shutil
-import subprocess
 import sys
 import tempfile
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-RUNTIME = ROOT / "tools" / "wine-runtime"
+from runtime import NOT_HERE, ROOT, Runtime, is_x64
+
 BUILD = pathlib.Path(os.environ.get("PV_WINDOWS_BUILD", ROOT / "build" / "windows-x86"))
 DLL = BUILD / "src" / "server" / "com" / "pvgrpman.dll"
 UNITS = BUILD / "tests" / "unit"
-
-NOT_HERE = 77
 
 # What takes long and has nothing to do with the system: it runs where the component is built.
 LEFT_OUT = {
@@ -37,10 +34,11 @@ def main():
         print(f"no unit tests are built for Windows in {UNITS}: "
               "tools/build-windows --test unavailable")
         return NOT_HERE
-    found = subprocess.run([str(RUNTIME), "check"], capture_output=True, text=True, check=False)
-    if found.returncode != 0:
-        print(found.stderr.strip() or "a Windows runtime is unavailable")
-        return NOT_HERE if found.returncode == NOT_HERE else 1
+    runtime = Runtime(is_x64(DLL))
+    missing = runtime.missing()
+    if missing:
+        print(missing[0])
+        return missing[1]
     wanted = set(sys.argv[1:])
     runs = []
     for program in programs:
@@ -65,11 +63,9 @@ def main():
                   "wineserver -w", f"wine regsvr32 /s {DLL.name}", "echo registered $?"]
         for name, command in runs:
             steps += [f"echo '== {name}'", f"{command} --gtest_brief=1 2>&1", "echo ended $?"]
-        done = subprocess.run([str(RUNTIME), "run", str(folder / "prefix"), made, "; ".join(steps)],
-                              capture_output=True, text=True, errors="replace", check=False)
-    out = done.stdout.replace("\r\n", "\n")
+        _, out, err = runtime.run(folder, "; ".join(steps))
     if not re.search(r"^registered 0$", out, re.MULTILINE):
-        print(out, done.stderr)
+        print(out, err)
         return 1
     failed = 0
     for name, _ in runs:

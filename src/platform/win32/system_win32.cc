@@ -259,8 +259,8 @@ struct Win32System {
   Win32Process process;
   Win32CodePages code_pages;
   Win32TraceWindows trace_windows;
-  Win32Registry registry;
-  System seams{&files, &profiles, &process, &code_pages, &trace_windows, &registry};
+  std::unique_ptr<Registry> registry = MakeWin32Registry();
+  System seams{&files, &profiles, &process, &code_pages, &trace_windows, registry.get()};
 };
 
 }  // namespace

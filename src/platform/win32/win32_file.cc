@@ -24,6 +24,11 @@ OVERLAPPED At(std::uint64_t offset) {
 
 }  // namespace
 
+Win32File::~Win32File() {
+  // The system gives up the locks of a file that is closed, but at a time of its own.
+  for (const Range& range : held_) UnlockCall(range);
+}
+
 Result<std::size_t> Win32File::Read(std::uint64_t offset, void* out, std::size_t size) {
   std::size_t done = 0;
   while (done < size && offset <= kLargestOffset - done) {

@@ -34,6 +34,7 @@ class Win32File : public File {
  public:
   Win32File(Handle handle, std::string path, bool read_only)
       : handle_(std::move(handle)), path_(std::move(path)), read_only_(read_only) {}
+  ~Win32File() override;
 
   Result<std::size_t> Read(std::uint64_t offset, void* out, std::size_t size) override;
   Status Write(std::uint64_t offset, const void* data, std::size_t size) override;

@@ -22,6 +22,9 @@ struct Entry {
   std::wstring key;   // below kClassesKey
   std::wstring name;  // "" for the key's default value
   std::wstring value;
+  // Programs of 32 and of 64 bits have classes of their own but one name that leads to both: the
+  // key of the class whose other kind keeps such an entry.
+  std::wstring shared_class = {};
 };
 
 std::vector<Entry> Entries() {
@@ -30,11 +33,16 @@ std::vector<Entry> Entries() {
   const std::wstring version =
       std::to_wstring(kTypeLibraryMajor) + L"." + std::to_wstring(kTypeLibraryMinor);
   const std::wstring library_key = L"TypeLib\\" + library + L"\\" + version;
+  std::wstring any_class;
+  for (const PublicClass& entry : PublicClasses()) {
+    const ClassIdentifiers* ids = FindClassIdentifiers(entry.name);
+    if (ids != nullptr) any_class = L"CLSID\\" + Braced(ids->class_id);
+  }
   std::vector<Entry> entries = {
-      {library_key, L"", L"Group management"},
-      {library_key + L"\\FLAGS", L"", L"0"},
+      {library_key, L"", L"Group management", any_class},
+      {library_key + L"\\FLAGS", L"", L"0", any_class},
       {library_key + (sizeof(void*) == 8 ? L"\\0\\win64" : L"\\0\\win32"), L"", path},
-      {library_key + L"\\HELPDIR", L"", path.substr(0, path.find_last_of(L"\\/"))},
+      {library_key + L"\\HELPDIR", L"", path.substr(0, path.find_last_of(L"\\/")), any_class},
   };
   for (const PublicClass& entry : PublicClasses()) {
     const ClassIdentifiers* ids = FindClassIdentifiers(entry.name);
@@ -44,8 +52,8 @@ std::vector<Entry> Entries() {
     const std::wstring class_key = L"CLSID\\" + id;
     entries.insert(entries.end(),
                    {
-                       {prog_id, L"", prog_id},
-                       {prog_id + L"\\CLSID", L"", id},
+                       {prog_id, L"", prog_id, class_key},
+                       {prog_id + L"\\CLSID", L"", id, class_key},
                        {class_key, L"", prog_id},
                        {class_key + L"\\InprocServer32", L"", path},
                        {class_key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
@@ -111,9 +119,25 @@ LSTATUS TakeAway(HKEY root, const Entry& entry) {
   return ERROR_SUCCESS;
 }
 
+// Whether the class is registered for programs of the other kind.
+bool OtherKindHas(HKEY root, const std::wstring& class_key) {
+  BOOL on_64_bits = sizeof(void*) == 8;
+  if (!on_64_bits && !::IsWow64Process(::GetCurrentProcess(), &on_64_bits)) return false;
+  if (!on_64_bits) return false;
+  const REGSAM other_kind = sizeof(void*) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+  HKEY key = nullptr;
+  if (::RegOpenKeyExW(root, FullKey(class_key + L"\\InprocServer32").c_str(), 0,
+                      KEY_QUERY_VALUE | other_kind, &key) != ERROR_SUCCESS) {
+    return false;
+  }
+  ::RegCloseKey(key);
+  return true;
+}
+
 HRESULT TakeAllAway(HKEY root, const std::vector<Entry>& entries) {
   HRESULT result = S_OK;
   for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+    if (!entry->shared_class.empty() && OtherKindHas(root, entry->shared_class)) continue;
     if (TakeAway(root, *entry) != ERROR_SUCCESS) result = SELFREG_E_CLASS;
   }
   return result;
