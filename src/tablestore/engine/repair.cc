@@ -186,7 +186,9 @@ class Repair {
       PV_ASSIGN_OR_RETURN(candidates, SalvageTags(file.get()));
     }
     std::set<std::string> names;
-    for (const TagDefinition& d : candidates) names.insert(d.name);
+    for (TagDefinition& d : candidates) {
+      if (!names.insert(d.name).second) d.name.clear();
+    }
     for (TagDefinition& d : candidates) {
       const std::string shown = d.name.empty() ? "with the key " + d.expression : d.name;
       auto key = Expression::Compile(d.expression, header_.layout);

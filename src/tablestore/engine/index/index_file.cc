@@ -187,8 +187,8 @@ Status IndexFileImpl::Load() {
   TagPosition position;
   PV_RETURN_IF_ERROR(directory_.First(&position));
   while (position.on_entry()) {
-    std::string name(position.key(), position.key() + tree::kNameLength);
-    while (!name.empty() && (name.back() == ' ' || name.back() == 0)) name.pop_back();
+    const std::string name = tree::NameOfKey(position.key());
+    if (name.find('\0') != name.npos) return store_.Damaged("a tag's name has a zero byte");
     if (!loaded.empty() && loaded.back()->definition().name == name) {
       return store_.Damaged("two tags are named " + name);
     }

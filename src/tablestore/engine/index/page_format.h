@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 #include "base/bytes.h"
 #include "tablestore/engine/index/index_file.h"
@@ -22,6 +23,13 @@ constexpr std::size_t kInteriorHeader = 12;
 constexpr std::size_t kLeafHeader = 24;
 constexpr std::size_t kNameLength = 10;  // key length of the directory
 constexpr std::size_t kMaxKey = 240;
+
+// The tag that a key of the directory names: without the blanks, or zero bytes, that fill the key.
+inline std::string NameOfKey(const std::uint8_t* key) {
+  std::string name(key, key + kNameLength);
+  while (!name.empty() && (name.back() == ' ' || name.back() == 0)) name.pop_back();
+  return name;
+}
 
 constexpr std::uint8_t kUniqueOption = 0x01;
 constexpr std::uint8_t kNullableOption = 0x02;

@@ -71,9 +71,8 @@ void AddNames(const std::uint8_t* page, const std::map<std::uint32_t, std::size_
     offset -= e.stored();
     std::fill(std::begin(key) + e.dup, std::end(key), std::uint8_t{' '});
     std::copy_n(page + offset, e.stored(), std::begin(key) + e.dup);
-    std::string name(reinterpret_cast<const char*>(key), tree::kNameLength);
-    name.erase(name.find_last_not_of(' ') + 1);
-    names[header->second] = name;
+    std::string name = tree::NameOfKey(key);
+    if (name.find('\0') == name.npos) names[header->second] = std::move(name);
   }
   for (const auto& [tag, name] : names) (*tags)[tag].name = name;
 }

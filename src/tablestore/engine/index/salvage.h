@@ -13,7 +13,8 @@
 namespace pv::engine {
 
 // Every tag header that the file holds on a page boundary, in file order, whatever the directory
-// says. A name comes from the directory's leaf where that can be read, and is empty otherwise.
+// says. A name comes from the directory's leaf where that can be read, and is empty otherwise;
+// two tags may have the same.
 // Expressions are text that stands where a header has them: the caller finds out whether they
 // compile. kIoError when the file cannot be read.
 Result<std::vector<TagDefinition>> SalvageTags(platform::File* file);
