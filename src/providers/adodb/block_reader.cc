@@ -67,14 +67,14 @@ Result<std::unique_ptr<BlockReader>> BlockReader::Make(Statement statement,
 }
 
 Result<std::unique_ptr<BlockReader>> BlockReader::MakePaged(const std::shared_ptr<Session>& session,
-                                                            const std::string& sql,
+                                                            std::string_view query,
                                                             const std::vector<Column>* columns) {
   PV_ASSIGN_OR_RETURN(Statement statement, Statement::Make(session));
   const std::string table = session->NewTemporaryName();
   // Rows are numbered in the order in which the query gives them.
-  PV_RETURN_IF_ERROR(
-      statement.ExecuteDirect("CREATE TEMPORARY TABLE " + table + " (" + kPageNumber +
-                              " BIGINT NOT NULL AUTO_INCREMENT PRIMARY KEY) " + sql));
+  PV_RETURN_IF_ERROR(statement.ExecuteDirect(
+      "CREATE TEMPORARY TABLE " + table + " (" + kPageNumber +
+      " BIGINT NOT NULL AUTO_INCREMENT PRIMARY KEY) " + std::string(query)));
   std::unique_ptr<BlockReader> reader(new BlockReader(std::move(statement), columns));
   reader->page_table_ = table;
   reader->Arrange();

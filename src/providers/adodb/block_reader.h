@@ -40,7 +40,7 @@ class BlockReader {
   // query in a temporary table of the server, from which it is read page by page. Fails when such
   // a table cannot be made.
   static Result<std::unique_ptr<BlockReader>> MakePaged(const std::shared_ptr<Session>& session,
-                                                        const std::string& sql,
+                                                        std::string_view query,
                                                         const std::vector<Column>* columns);
   ~BlockReader();
   BlockReader(const BlockReader&) = delete;

@@ -162,6 +162,20 @@ TEST_P(WalkTest, GoesOnWhateverElseIsDoneOnTheConnection) {
   EXPECT_EQ(name_of(other, 3), "third");
 }
 
+TEST_P(WalkTest, AQueryWithoutACursorHarmsNoTransaction) {
+  if (!Is(Database::kPostgreSql)) GTEST_SKIP() << "PostgreSQL alone has cursors in transactions";
+  CreateNumbers("walked", 10);
+  std::optional<Value> none;
+  connection_->BeginTrans();
+  connection_->Execute("delete from walked where id = 1", none, kCommandText);
+  const auto rows =
+      Opened("with gone as (delete from walked where id < 4 returning id) select id from gone");
+  EXPECT_EQ(At(rows, "id").ToI4(), 2);
+  rows->Close();
+  connection_->CommitTrans();
+  EXPECT_EQ(One("select count(*) from walked").ToI4(), 7);
+}
+
 TEST_P(WalkTest, LeavesNoTransactionOpen) {
   if (!Is(Database::kPostgreSql)) GTEST_SKIP() << "PostgreSQL alone has cursors in transactions";
   CreateNumbers("walked", 3'000);
@@ -182,6 +196,9 @@ TEST_P(WalkTest, LeavesNoTransactionOpen) {
   EXPECT_EQ(state(), "idle in transaction");
   rows->Close();
   EXPECT_EQ(state(), "idle") << "given up";
+  const auto dressed = Opened("-- all; of them\nselect * from walked;");
+  EXPECT_EQ(state(), "idle in transaction") << "what stands around a query is no hindrance";
+  dressed->Close();
   EXPECT_NE(ErrorFrom([&] { Opened("select * from no_such_table"); }).number(), 0);
   EXPECT_EQ(state(), "idle") << "never begun";
 }

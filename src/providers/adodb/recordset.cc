@@ -187,21 +187,21 @@ std::int64_t Recordset::OpenOn(const Ref<Connection>& connection, const std::str
 
 Result<std::unique_ptr<BlockReader>> Recordset::Execute(bool describe) {
   PV_ASSIGN_OR_RETURN(Statement statement, Statement::Make(session_));
-  if (session_->dialect() == Dialect::kMariaDb && MayGiveManyRows(sql_) &&
-      statement.Prepare(sql_).ok()) {
+  const std::string_view query = QueryOfManyRows(sql_);
+  if (session_->dialect() == Dialect::kMariaDb && !query.empty() && statement.Prepare(query).ok()) {
     if (describe) {
       PV_ASSIGN_OR_RETURN(columns_, DescribeColumns(&statement));
     }
-    Result<std::unique_ptr<BlockReader>> paged = BlockReader::MakePaged(session_, sql_, &columns_);
+    Result<std::unique_ptr<BlockReader>> paged = BlockReader::MakePaged(session_, query, &columns_);
     // Where no such table can be made (no right to, two columns of one name) the driver reads it
     // all.
     if (paged.ok()) return paged;
     PV_ASSIGN_OR_RETURN(statement, Statement::Make(session_));
   }
   std::unique_ptr<ServerCursor> cursor;
-  if (session_->dialect() == Dialect::kPostgreSql && MayGiveManyRows(sql_)) {
+  if (session_->dialect() == Dialect::kPostgreSql && !query.empty()) {
     // What is no query is executed, and so is what is none at all, to hear what is wrong with it.
-    Result<std::unique_ptr<ServerCursor>> made = ServerCursor::Open(session_, sql_);
+    Result<std::unique_ptr<ServerCursor>> made = ServerCursor::Open(session_, query);
     if (made.ok()) cursor = std::move(*made);
   }
   PV_RETURN_IF_ERROR(cursor ? cursor->OpenPage(&statement) : statement.ExecuteDirect(sql_));

@@ -55,16 +55,39 @@ std::string_view Trim(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-// True when there may be a semicolon outside of texts and quoted names.
-bool HasSemicolon(std::string_view sql) {
+// Passes over the comment that begins at `pos`; `pos` where none does.
+std::size_t EndOfComment(std::string_view sql, std::size_t pos) {
+  if (sql.substr(pos, 2) == "--") return std::min(sql.find('\n', pos), sql.size());
+  if (sql.substr(pos, 2) != "/*") return pos;
+  const std::size_t end = sql.find("*/", pos + 2);
+  return end == std::string_view::npos ? sql.size() : end + 2;
+}
+
+// Passes over a text, a quoted name, a comment or one character.
+std::size_t EndOfToken(std::string_view sql, std::size_t pos) {
+  if (std::string_view("'\"`").find(sql[pos]) != std::string_view::npos)
+    return EndOfQuoted(sql, pos);
+  return std::max(pos + 1, EndOfComment(sql, pos));
+}
+
+// The first semicolon that may stand outside of texts, quoted names and comments.
+std::size_t FindSemicolon(std::string_view sql) {
   // Backslashes may stand before quotes, and whether they then mean something nobody knows here.
-  if (sql.find('\\') != std::string_view::npos) return sql.find(';') != std::string_view::npos;
-  for (std::size_t pos = 0; pos < sql.size();) {
-    if (sql[pos] == ';') return true;
-    pos = std::string_view("'\"`").find(sql[pos]) != std::string_view::npos ? EndOfQuoted(sql, pos)
-                                                                            : pos + 1;
+  if (sql.find('\\') != std::string_view::npos) return sql.find(';');
+  for (std::size_t pos = 0; pos < sql.size(); pos = EndOfToken(sql, pos)) {
+    if (sql[pos] == ';') return pos;
   }
-  return false;
+  return std::string_view::npos;
+}
+
+// A text without the blanks and comments before it, and the blanks behind it.
+std::string_view SkipComments(std::string_view sql) {
+  for (;;) {
+    sql = Trim(sql);
+    const std::size_t comment = EndOfComment(sql, 0);
+    if (comment == 0) return sql;
+    sql.remove_prefix(comment);
+  }
 }
 
 // The statement's first word.
@@ -85,30 +108,19 @@ std::string TableName(std::string_view name, const Session& session) {
 std::string WithoutBackQuotes(std::string_view sql) {
   std::string result;
   for (std::size_t pos = 0; pos < sql.size();) {
-    std::size_t end = pos + 1;
-    if (sql[pos] == '\'' || sql[pos] == '"') {
-      end = EndOfQuoted(sql, pos);
-    } else if (sql.substr(pos, 2) == "--") {
-      end = std::min(sql.find('\n', pos), sql.size());
-    } else if (sql.substr(pos, 2) == "/*") {
-      end = sql.find("*/", pos + 2);
-      end = end == std::string_view::npos ? sql.size() : end + 2;
-    } else if (sql[pos] == '`') {
-      end = EndOfQuoted(sql, pos);
-      if (end - pos >= 2 && sql[end - 1] == '`') {
-        const std::string_view inner = sql.substr(pos + 1, end - pos - 2);
-        result.push_back('"');
-        for (std::size_t i = 0; i < inner.size(); ++i) {
-          result.push_back(inner[i]);
-          if (inner[i] == '"') result.push_back('"');
-          if (inner[i] == '`') ++i;  // a doubled one
-        }
-        result.push_back('"');
-        pos = end;
-        continue;
+    const std::size_t end = EndOfToken(sql, pos);
+    if (sql[pos] == '`' && end - pos >= 2 && sql[end - 1] == '`') {
+      const std::string_view inner = sql.substr(pos + 1, end - pos - 2);
+      result.push_back('"');
+      for (std::size_t i = 0; i < inner.size(); ++i) {
+        result.push_back(inner[i]);
+        if (inner[i] == '"') result.push_back('"');
+        if (inner[i] == '`') ++i;  // a doubled one
       }
+      result.push_back('"');
+    } else {
+      result.append(sql.substr(pos, end - pos));
     }
-    result.append(sql.substr(pos, end - pos));
     pos = end;
   }
   return result;
@@ -161,15 +173,23 @@ bool HasPlainColumns(std::string_view sql) {
   }
 }
 
-bool MayGiveManyRows(std::string_view text) {
-  if (HasSemicolon(text)) return false;
-  const std::string_view word = FirstWord(text);
-  if (EqualsIgnoreCase(word, "with")) return true;
-  if (!EqualsIgnoreCase(word, "select")) return false;
+std::string_view QueryOfManyRows(std::string_view text) {
+  std::string_view query = SkipComments(text);
+  if (const std::size_t end = FindSemicolon(query); end != std::string_view::npos) {
+    if (!SkipComments(query.substr(end + 1)).empty()) return {};
+    query = Trim(query.substr(0, end));
+  }
+  if (query.empty()) return {};
+  const std::string_view word = FirstWord(query);
+  for (const char* verb : {"with", "values", "table"}) {
+    if (EqualsIgnoreCase(word, verb)) return query;
+  }
+  if (query.front() == '(') return query;
+  if (!EqualsIgnoreCase(word, "select")) return {};
   // What groups count their members by gives one row, and so does a query without a table.
-  const std::string_view rest = Trim(Trim(text).substr(word.size()));
-  return !EqualsIgnoreCase(rest.substr(0, 6), "count(") &&
-         ToLower(rest).find("from") != std::string::npos;
+  const std::string rest = ToLower(Trim(query.substr(word.size())));
+  const bool counts = rest.compare(0, 6, "count(") == 0 && rest.find("group") == rest.npos;
+  return !counts && rest.find("from") != rest.npos ? query : std::string_view();
 }
 
 }  // namespace pv::adodb

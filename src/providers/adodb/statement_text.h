@@ -23,8 +23,9 @@ bool IsStatement(std::string_view text);
 // True for a query whose columns are "*" or plain names, so that each has its own name.
 bool HasPlainColumns(std::string_view sql);
 
-// True for a query that may give many rows and can stand inside another statement.
-bool MayGiveManyRows(std::string_view text);
+// The query of a statement that may give many rows, as it can stand inside another statement:
+// without comments before it and semicolons behind it. Empty for any other statement.
+std::string_view QueryOfManyRows(std::string_view text);
 
 }  // namespace pv::adodb
 

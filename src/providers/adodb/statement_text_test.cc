@@ -25,16 +25,26 @@ TEST(StatementText, StatementsAndNames) {
        {"customers", "my table", "select", "\"select x\"", "", "  ", "selected x"}) {
     EXPECT_FALSE(IsStatement(name)) << name;
   }
-  EXPECT_TRUE(MayGiveManyRows(" select * from t"));
-  EXPECT_TRUE(MayGiveManyRows("WITH a as (select 1) select * from a"));
-  EXPECT_FALSE(MayGiveManyRows("show tables"));
-  EXPECT_FALSE(MayGiveManyRows("select 1; select 2 from t"));
-  EXPECT_FALSE(MayGiveManyRows("select '' from t; drop table t"));
-  EXPECT_FALSE(MayGiveManyRows("select E'\\'' from t; drop table t --'"));
-  EXPECT_TRUE(MayGiveManyRows("select * from t where a = 'b''; drop table t; --'"));
-  EXPECT_TRUE(MayGiveManyRows("select \";\" from t"));
-  EXPECT_FALSE(MayGiveManyRows("select  COUNT(*) from t"));
-  EXPECT_FALSE(MayGiveManyRows("select last_insert_id()"));
+}
+
+TEST(StatementText, QueriesOfManyRows) {
+  for (const char* whole :
+       {"select * from t", "WITH a as (select 1) select * from a", "table t", "values (1), (2)",
+        "(select a from t) union (select b from t)", "select \";\" from t",
+        "select * from t where a = 'b''; drop table t; --'", "select a -- ; or b\nfrom t",
+        "select count(*), city from t group by city"}) {
+    EXPECT_EQ(QueryOfManyRows(whole), whole);
+  }
+  for (const char* text : {" select * from t ;", "-- those of t; all\nselect * from t",
+                           "/* all; */ select * from t; -- that's it", "select * from t\n;\n"}) {
+    EXPECT_EQ(QueryOfManyRows(text), "select * from t") << text;
+  }
+  for (const char* other :
+       {"", ";", "-- nothing", "/* no end", "show tables", "select 1; select 2 from t",
+        "select '' from t; drop table t", "select E'\\'' from t; drop table t --'",
+        "select  COUNT(*) from t", "select last_insert_id()", "delete from t"}) {
+    EXPECT_EQ(QueryOfManyRows(other), "") << other;
+  }
 }
 
 TEST(StatementText, PlainColumns) {
