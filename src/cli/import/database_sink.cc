@@ -119,11 +119,14 @@ class DatabaseSink : public RowSink {
     std::string lower;  // the address in lower case
   };
 
-  // Sets the fields of a recordset's row; their members are looked up by name once.
+  // Adds rows to a recordset and sets their fields; members are looked up by name once.
   class RowWriter {
    public:
     RowWriter() = default;
-    explicit RowWriter(const Ref<Object>& rows) {
+    explicit RowWriter(const Ref<Object>& rows)
+        : rows_(rows),
+          add_id_(automation::GetIdOfName(rows, "AddNew")),
+          update_id_(automation::GetIdOfName(rows, "Update")) {
       const Ref<Object> fields = GetProperty(rows, "Fields").ToObject();
       const std::int32_t count = GetProperty(fields, "Count").ToI4();
       for (std::int32_t i = 0; i < count; ++i) {
@@ -135,8 +138,18 @@ class DatabaseSink : public RowSink {
       automation::Call call{automation::kCallLet, {value}, {}};
       automation::Invoke(fields_[field], ids_[field], call);
     }
+    void Add() const { Do(add_id_); }
+    void Update() const { Do(update_id_); }
 
    private:
+    void Do(std::int32_t id) const {
+      automation::Call call{automation::kCallMethod, {}, {}};
+      automation::Invoke(rows_, id, call);
+    }
+
+    Ref<Object> rows_;
+    std::int32_t add_id_ = 0;
+    std::int32_t update_id_ = 0;
     std::vector<Ref<Object>> fields_;
     std::vector<std::int32_t> ids_;
   };
@@ -202,7 +215,7 @@ class DatabaseSink : public RowSink {
         for (std::size_t i = 0; i < values.size(); ++i) {
           if (i != *table_.address_column()) writer.Set(i, values[i]);
         }
-        CallMember(row, "Update");
+        writer.Update();
         groups::CloseAdo(row);
         ++counts_.read;
         ++counts_.updated;
@@ -240,11 +253,11 @@ class DatabaseSink : public RowSink {
     std::optional<Error> refused;
     try {
       for (std::size_t i = first; i < last; ++i) {
-        CallMember(rows_, "AddNew");
+        writer_.Add();
         for (std::size_t j = 0; j < pending_[i].values.size(); ++j) {
           writer_.Set(j, pending_[i].values[j]);
         }
-        CallMember(rows_, "Update");
+        writer_.Update();
       }
       CallMember(rows_, "UpdateBatch");
     } catch (const Error& error) {

@@ -201,6 +201,17 @@ TEST_P(WalkTest, LeavesNoTransactionOpen) {
   dressed->Close();
   EXPECT_NE(ErrorFrom([&] { Opened("select * from no_such_table"); }).number(), 0);
   EXPECT_EQ(state(), "idle") << "never begun";
+  // A transaction that the host began by a statement is the host's.
+  Run("begin");
+  Run("update walked set name = 'new' where id = 1");
+  EXPECT_EQ(One("select name from walked where id = 1").ToText(), "new");
+  const auto within = Opened("select * from walked");
+  while (!within->GetEof()) within->MoveNext();
+  within->Close();
+  EXPECT_EQ(state(), "idle in transaction");
+  Run("rollback");
+  EXPECT_EQ(One("select name from walked where id = 1").ToText(), "name 1");
+  EXPECT_EQ(state(), "idle");
 }
 
 }  // namespace

@@ -185,16 +185,16 @@ void Session::Close() {
   Disconnect();
 }
 
-Status Session::Run(const char* sql) {
+Status Session::Run(const char* sql, bool* warned) {
   SQLHSTMT statement = SQL_NULL_HSTMT;
   if (Failed(::SQLAllocHandle(SQL_HANDLE_STMT, connection_, &statement))) {
     return Fail(SQL_HANDLE_DBC, connection_);
   }
   WideText text(sql);
+  const SQLRETURN code = ::SQLExecDirectW(statement, text.data(), text.size());
   Status status;
-  if (Failed(::SQLExecDirectW(statement, text.data(), text.size()))) {
-    status = Fail(SQL_HANDLE_STMT, statement);
-  }
+  if (Failed(code)) status = Fail(SQL_HANDLE_STMT, statement);
+  if (warned != nullptr) *warned = code == SQL_SUCCESS_WITH_INFO;
   ::SQLFreeHandle(SQL_HANDLE_STMT, statement);
   return status;
 }
@@ -202,8 +202,10 @@ Status Session::Run(const char* sql) {
 Status Session::BeginWalk(const void* walk) {
   if (in_transaction_) return Status::Ok();
   SettleWalk();
-  PV_RETURN_IF_ERROR(Run("BEGIN"));
-  walk_ = walk;
+  // The warning is that the host has begun a transaction by a statement of its own.
+  bool has_one = false;
+  PV_RETURN_IF_ERROR(Run("BEGIN", &has_one));
+  if (!has_one) walk_ = walk;
   return Status::Ok();
 }
 

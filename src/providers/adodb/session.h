@@ -96,7 +96,8 @@ class Session {
   void Disconnect();
   // For what begins and ends transactions. SQLite's driver ends every walk of the connection, as if
   // there were no more rows, when its own transactions end; those of statements leave walks alone.
-  Status Run(const char* sql);
+  // *warned tells that the driver had something to say.
+  Status Run(const char* sql, bool* warned = nullptr);
   std::string Info(SQLUSMALLINT what);
 
   SQLHENV environment_ = SQL_NULL_HENV;
