@@ -100,7 +100,8 @@ TEST(ExpressionTwinTest, RandomExpressionsAgree) {
       ++ordered;
     }
   }
-  for (const char type : {'C', 'N', 'D', 'T', 'L'}) EXPECT_GT(compared[type], kExpressions / 12) << type;
+  for (const char type : {'C', 'N', 'D', 'T', 'L'})
+    EXPECT_GT(compared[type], kExpressions / 12) << type;
   EXPECT_GT(nulls, kExpressions / 12);
   EXPECT_GT(keys, kExpressions * 5 / 6);
   EXPECT_GT(ordered, kExpressions * 5 / 12);
